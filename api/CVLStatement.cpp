@@ -1,0 +1,120 @@
+#include "api/CVLStatement.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+CVLStatement::~CVLStatement() {
+    DeleteSearch();
+    free_bind_data();
+    free_fetch_data();
+}
+
+int32_t CVLStatement::CreateSearch(std::unique_ptr<CDBSearch>* old) {
+    std::unique_ptr<CDBSearch> previous = cursor_.ExchangeSearch(nullptr);
+    if (old != nullptr) {
+        *old = std::move(previous);
+    } else {
+        previous.reset();
+    }
+    cursor_.ExchangeSearch(std::unique_ptr<CDBSearch>(new (std::nothrow) CDBSearch));
+    return GetSearch() != nullptr ? VAMEL_OK : VAMEL_ERR_MEMORY;
+}
+
+void CVLStatement::DeleteSearch() {
+    cursor_.ExchangeSearch(nullptr);
+}
+
+void CVLStatement::RestoreSearch(std::unique_ptr<CDBSearch> old) {
+    cursor_.ExchangeSearch(std::move(old));
+}
+
+int32_t CVLStatement::MakeCurrent(CDBNode* record) {
+    cursor_.SetCurrent(record);
+    return record != nullptr ? VAMEL_ROW : VAMEL_DONE;
+}
+
+int32_t CVLStatement::step() {
+    CDBSearch* search = GetSearch();
+    return search != nullptr ? MakeCurrent(search->GetNextCache()) : VAMEL_ERR_ARGUMENT;
+}
+
+int32_t CVLStatement::reset() {
+    CDBSearch* search = GetSearch();
+    return search != nullptr ? MakeCurrent(search->GetFirstCache()) : VAMEL_ERR_ARGUMENT;
+}
+
+int32_t CVLStatement::count(uint32_t* count_out) const {
+    const CDBSearch* search = GetSearch();
+    if (search == nullptr) {
+        return VAMEL_ERR_ARGUMENT;
+    }
+    *count_out = search->GetCount();
+    return VAMEL_OK;
+}
+
+DATASTRUCT* CVLStatement::alloc_bind_data(const DATASTRUCT& value) {
+    std::unique_ptr<DATASTRUCT> copy(new (std::nothrow) DATASTRUCT(value));
+    if (copy == nullptr) {
+        return nullptr;
+    }
+    // Nothing is asked for as one byte, so that only a shortage answers null.
+    copy->data = std::malloc(std::max<size_t>(value.length, 1));
+    if (copy->data == nullptr) {
+        return nullptr;
+    }
+    if (value.length != 0) {
+        std::memcpy(copy->data, value.data, value.length);
+    }
+    try {
+        bind_data_.push_back(copy.get());
+    } catch (const std::bad_alloc&) {
+        std::free(copy->data);
+        return nullptr;
+    }
+    return copy.release();
+}
+
+void CVLStatement::free_bind_data() {
+    for (DATASTRUCT* value : bind_data_) {
+        std::free(value->data);
+        delete value;
+    }
+    bind_data_.clear();
+}
+
+int32_t CVLStatement::reg_fetch_str(CFStringRef string) {
+    try {
+        fetch_str_.push_back(string);
+    } catch (const std::bad_alloc&) {
+        return VAMEL_ERR_MEMORY;
+    }
+    return VAMEL_OK;
+}
+
+int32_t CVLStatement::reg_fetch_binary(std::unique_ptr<CCBuffer> buffer) {
+    try {
+        fetch_binary_.push_back(std::move(buffer));
+    } catch (const std::bad_alloc&) {
+        return VAMEL_ERR_MEMORY;
+    }
+    return VAMEL_OK;
+}
+
+void CVLStatement::free_fetch_str() {
+    for (CFStringRef string : fetch_str_) {
+        CFRelease(string);
+    }
+    fetch_str_.clear();
+}
+
+void CVLStatement::free_fetch_binary() {
+    fetch_binary_.clear();
+}
+
+void CVLStatement::free_fetch_data() {
+    free_fetch_str();
+    free_fetch_binary();
+}

@@ -1,0 +1,276 @@
+#include "persist/CVLFile.h"
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "base/BigEndian.h"
+#include "base/PlatformAPI.h"
+#include "base/Status.h"
+
+namespace {
+
+constexpr char kKey[] = "HorsesRunFasterThanTurtles";
+constexpr uint8_t kRecordEnd = 255;
+constexpr int32_t kMostFieldsInFile = 255;
+constexpr mode_t kEveryone = 0666;
+
+// Closes a stream at the end of its scope.
+struct Closer {
+    void operator()(FILE* stream) const { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, Closer>;
+
+}  // namespace
+
+int32_t CVLFile::Serialize(CDBTable* table) {
+    if (table == nullptr) {
+        return VAMEL_ERR_ARGUMENT;
+    }
+    ClearBuffer();
+    int32_t result = SerializeField(table);
+    if (result >= 0) {
+        result = SerializeNodes(table);
+    }
+    if (result < 0) {
+        return result;
+    }
+    try {
+        Encode();
+    } catch (int status) {
+        return IO_ERROR(status);
+    }
+    Encryption(kKey);
+    return VAMEL_OK;
+}
+
+void CVLFile::WriteNumber(uint32_t number) {
+    unsigned char bytes[4];
+    StoreBigEndian(number, bytes);
+    WriteBuffer(bytes, sizeof bytes);
+}
+
+void CVLFile::WriteByte(uint8_t byte) {
+    WriteBuffer(&byte, 1);
+}
+
+int32_t CVLFile::SerializeField(CDBTable* table) {
+    const CDBFieldArray* fields = table->GetFields();
+    try {
+        WriteNumber(fields->GetSize());
+        for (uint32_t i = 0; i < fields->GetSize(); ++i) {
+            const CDBField* field = fields->GetField(i);
+            const uint32_t name_size = static_cast<uint32_t>(field->GetName().GetLength()) + 1;
+            WriteNumber(static_cast<uint32_t>(field->GetType()));
+            WriteByte(field->GetIndex());
+            WriteNumber(name_size);
+            WriteBuffer(field->GetName().GetText(), name_size);
+        }
+    } catch (int) {
+        return VAMEL_ERR_MEMORY;
+    }
+    return VAMEL_OK;
+}
+
+void CVLFile::WriteRecord(const CDBNode* record) {
+    for (const CDBNodeValue* v = record->GetHead(); v != nullptr; v = v->GetNext()) {
+        WriteByte(v->GetField()->GetIndex());
+        WriteNumber(v->GetLength());
+        WriteBuffer(v->GetData(), v->GetLength());
+    }
+    WriteByte(kRecordEnd);
+}
+
+int32_t CVLFile::SerializeNodes(CDBTable* table) {
+    const CDBHash* list = table->GetIndexes()->GetHash(nullptr);
+    const CDBHashNode* link = list != nullptr ? list->GetHeadHashNode(0) : nullptr;
+    if (link == nullptr) {
+        return VAMEL_ERR_ARGUMENT;
+    }
+    try {
+        WriteNumber(static_cast<uint32_t>(table->GetRecordCount()));
+        for (; link != nullptr; link = link->next) {
+            if (link->record == nullptr) {
+                return VAMEL_ERR_ARGUMENT;
+            }
+            WriteRecord(link->record);
+        }
+    } catch (int) {
+        return VAMEL_ERR_MEMORY;
+    }
+    return VAMEL_OK;
+}
+
+int32_t CVLFile::Deserialize(CDBTable* table) {
+    if (table == nullptr) {
+        return VAMEL_ERR_ARGUMENT;
+    }
+    FieldMap fields = {};
+    try {
+        Decryption(kKey);
+        Decode();
+    } catch (int status) {
+        return IO_ERROR(status);
+    }
+    Rewind();
+    const int32_t result = DeserializeField(table, fields);
+    return result < 0 ? result : DeserializeNodes(table, fields);
+}
+
+uint32_t CVLFile::ReadNumber() {
+    unsigned char bytes[4];
+    ReadBuffer(bytes, sizeof bytes);
+    return LoadBigEndian(bytes);
+}
+
+uint8_t CVLFile::ReadByte() {
+    uint8_t byte;
+    ReadBuffer(&byte, 1);
+    return byte;
+}
+
+// The name ends at its first zero byte, which need not lie within the stored size but must lie
+// within the content.
+void CVLFile::ReadName(CCString* name) {
+    const uint32_t size = ReadNumber();
+    const auto* text = reinterpret_cast<const char*>(GetCursor());
+    const void* end = std::memchr(text, 0, GetRemaining());
+    SkipPointer(size);
+    if (end == nullptr) {
+        throw int{FILE_BOUNDS};
+    }
+    if (name->CopyString(text, -1) == -1) {
+        throw int{FILE_MEMORY};
+    }
+}
+
+int32_t CVLFile::ReadField(CDBTable* table, FieldMap fields) {
+    const auto type = static_cast<int32_t>(ReadNumber());
+    const uint8_t number = ReadByte();
+    CCString name;
+    ReadName(&name);
+    CDBField* field = table->GetFields()->SearchField(name);
+    if (field == nullptr || field->GetType() != type) {
+        return VAMEL_FIELDS_SKIPPED;
+    }
+    fields[number] = field;
+    return VAMEL_OK;
+}
+
+int32_t CVLFile::DeserializeField(CDBTable* table, FieldMap fields) {
+    if (table == nullptr) {
+        return VAMEL_ERR_ARGUMENT;
+    }
+    int32_t result = VAMEL_OK;
+    try {
+        const auto count = static_cast<int32_t>(ReadNumber());
+        if (count > kMostFieldsInFile) {
+            return VAMEL_ERR_FORMAT;
+        }
+        for (int32_t i = 0; i < count; ++i) {
+            if (ReadField(table, fields) != VAMEL_OK) {
+                result = VAMEL_FIELDS_SKIPPED;
+            }
+        }
+    } catch (int status) {
+        return status == FILE_MEMORY ? VAMEL_ERR_MEMORY : VAMEL_ERR_FORMAT;
+    }
+    return result;
+}
+
+// The value at the cursor, which goes into the record if the table has a field for it.
+int32_t CVLFile::ReadValue(CDBTable* table, CDBNode* record, CDBField* field) {
+    DATASTRUCT value;
+    value.field = field;
+    value.length = ReadNumber();
+    value.data = const_cast<unsigned char*>(GetCursor());
+    SkipPointer(value.length);
+    if (field == nullptr) {
+        return VAMEL_FIELDS_SKIPPED;
+    }
+    return DB_ERROR(table->PutNodeValue(record, &value, nullptr));
+}
+
+int32_t CVLFile::ReadRecord(CDBTable* table, FieldMap fields) {
+    CDBNode* made = nullptr;
+    if (CDBTable::CreateNode(&made) != ENGINE_OK) {
+        return VAMEL_ERR_MEMORY;
+    }
+    std::unique_ptr<CDBNode> record(made);
+    int32_t result = VAMEL_OK;
+    for (uint8_t number = ReadByte(); number != kRecordEnd; number = ReadByte()) {
+        const int32_t put = ReadValue(table, record.get(), fields[number]);
+        if (put < 0) {
+            return put;
+        }
+        if (put != VAMEL_OK) {
+            result = put;
+        }
+    }
+    const int32_t status = table->InsertNode(record.get());
+    if (status != ENGINE_OK) {
+        return DB_ERROR(status);
+    }
+    record.release();  // the table's from now on
+    return result;
+}
+
+int32_t CVLFile::DeserializeNodes(CDBTable* table, FieldMap fields) {
+    if (table == nullptr) {
+        return VAMEL_ERR_ARGUMENT;
+    }
+    int32_t result = VAMEL_OK;
+    try {
+        const auto count = static_cast<int32_t>(ReadNumber());
+        for (int32_t i = 0; i < count; ++i) {
+            const int32_t read = ReadRecord(table, fields);
+            if (read < 0) {
+                return read;
+            }
+            if (read != VAMEL_OK) {
+                result = read;
+            }
+        }
+    } catch (int) {
+        table->Term();
+        return VAMEL_ERR_FORMAT;
+    }
+    return result;
+}
+
+int32_t CVLFile::FileIn(const CCString& path) {
+    if (IsFileExistAPI(path.GetText()) == 0) {
+        return VAMEL_NO_FILE;
+    }
+    const Stream stream(std::fopen(path.GetText(), "rb"));
+    if (stream == nullptr) {
+        return VAMEL_ERR_READ;
+    }
+    try {
+        FromFile(stream.get());
+    } catch (int status) {
+        return IO_ERROR(status);
+    }
+    return VAMEL_OK;
+}
+
+int32_t CVLFile::FileOut(const CCString& path) {
+    if (IsFileExistAPI(path.GetText()) != 0) {
+        DeleteFileAPI(path.GetText());
+    }
+    Stream stream(std::fopen(path.GetText(), "wb"));
+    if (stream == nullptr) {
+        return VAMEL_ERR_IO;
+    }
+    int32_t result = VAMEL_OK;
+    try {
+        ToFile(stream.get());
+    } catch (int status) {
+        result = IO_ERROR(status);
+    }
+    stream.reset();
+    chmod(path.GetText(), kEveryone);
+    return result;
+}

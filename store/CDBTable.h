@@ -1,0 +1,88 @@
+#ifndef VAMEL_STORE_CDBTABLE_H
+#define VAMEL_STORE_CDBTABLE_H
+
+#include <cstdint>
+
+#include "store/CDBCursor.h"
+#include "store/CDBFieldArray.h"
+#include "store/CDBHashMap.h"
+#include "store/CDBNode.h"
+#include "store/CDBSearch.h"
+
+// The one in-memory table of a database: its schema, its records and the indexes that link them.
+//
+//   schema   a copy of the environment's fields, filled once
+//   indexes  [0] all records, in order of insertion   [1..] one for each indexed field
+//   cursors  those that may refer to records first, the others behind them
+//
+// Records that are linked in belong to the table, all others to the caller. All operations give an
+// engine status; none throws. One thread at a time.
+class CDBTable {
+  public:
+    CDBTable() = default;
+    CDBTable(const CDBTable&) = delete;
+    CDBTable& operator=(const CDBTable&) = delete;
+    ~CDBTable();
+
+    CDBFieldArray* GetFields() { return &schema_; }
+    CDBHashMap* GetIndexes() { return &indexes_; }
+    int32_t GetRecordCount() const { return record_count_; }
+
+    // Copy the schema and add the indexes. ENGINE_OK, ENGINE_MEMORY, or ENGINE_EMPTY_SCHEMA.
+    // Indexes made before stay: a table is initialised once.
+    int32_t Init(const CDBFieldArray* source);
+
+    // Destroy every record and all indexes but the list of all records; the schema stays. Equality
+    // and uniqueness are then tested against all records. ENGINE_OK.
+    int32_t Term();
+
+    // A new empty record, null when memory is short. ENGINE_OK or ENGINE_MEMORY.
+    static int32_t CreateNode(CDBNode** out);
+
+    // A new record with copies of all values, not linked in. ENGINE_OK; ENGINE_MEMORY, *out
+    // untouched.
+    static int32_t CloneNode(CDBNode** out, const CDBNode* source);
+
+    // Link a record into every index; the table then owns it. ENGINE_OK, or ENGINE_MEMORY and
+    // nothing changed.
+    int32_t InsertNode(CDBNode* record);
+
+    // Unlink a record from every index and from every cursor but `caller`, whose owner has seen to
+    // it; the record is then the caller's. The count falls whether it was linked or not. ENGINE_OK.
+    int32_t ReleaseNode(CDBNode* record, const CDBCursor* caller = nullptr);
+
+    // Destroy a record that is not linked in; nothing for null. ENGINE_OK.
+    static int32_t DeleteNode(CDBNode* record);
+
+    // Start a search, or narrow one that holds records: a search that holds NONE is started anew,
+    // also after a narrowing that emptied it, and that is meant. A null key starts with all
+    // records. ENGINE_OK, or ENGINE_MEMORY (also for a null search), the search's records
+    // undefined.
+    int32_t FindNodes(CDBSearch* search, const DATASTRUCT* key);
+
+    // Set a record's value. A value of a unique field must match, by its own comparison code, no
+    // linked record but the FIRST match when that is `replaced`. ENGINE_OK; ENGINE_NO_FIELD,
+    // ENGINE_DUPLICATE or ENGINE_MEMORY and nothing changed.
+    int32_t PutNodeValue(CDBNode* record, const DATASTRUCT* value, const CDBNode* replaced);
+
+    // Read a record's value, as CDBNode does. ENGINE_OK, ENGINE_NO_FIELD or ENGINE_NO_VALUE.
+    static int32_t GetNodeValue(const CDBNode* record, DATASTRUCT* value);
+
+    // For CDBCursor.
+    void AttachCursor(CDBCursor* cursor);
+    void DetachCursor(CDBCursor* cursor);
+    void PromoteCursor(CDBCursor* cursor);
+
+  private:
+    CDBHash* GetRecordList();
+    bool IsTaken(const DATASTRUCT* value, const CDBNode* replaced);
+    void DestroyRecords(const CDBHash* list);
+
+    CDBFieldArray schema_;
+    CDBHashMap indexes_;
+    int32_t record_count_ = 0;
+    CDBCursor* first_cursor_ = nullptr;
+    CDBCursor* last_cursor_ = nullptr;
+};
+
+#endif

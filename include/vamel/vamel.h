@@ -227,7 +227,8 @@ VAMEL_API int32_t vamel_set_env(vamel_env* env, uint32_t option, const void* val
  * A main file (or backup) that is empty, malformed or fails its checksum is REMOVED. The result of
  * a backup that was read replaces the main file's. A main file whose records could be read only in
  * part (VAMEL_FIELDS_SKIPPED, VAMEL_ERR_DUPLICATE) keeps what it loaded, and the backup's records
- * are loaded on top.
+ * are loaded on top. After a main file whose records were malformed, a table loaded from the
+ * backup keeps no index by field, as after vamel_rollback.
  *
  * VAMEL_OK              read.
  * VAMEL_NO_FILE         neither file exists: the table is empty and the handle is valid. The file
@@ -250,8 +251,8 @@ VAMEL_API int32_t vamel_open(const CFStringRef* path, vamel_env* env, vamel_db**
 
 /*
  * Writes the table to the file and, where a backup path is set, to the backup file; then destroys
- * the database, WHATEVER the result. Its statements are detached: each can still be finalized, and
- * every other call on it gives VAMEL_ERR_ARGUMENT.
+ * the database, WHATEVER the result. Its statements are detached: they have no result set and no
+ * record, calls on them that need the table give VAMEL_ERR_ARGUMENT, and they are to be finalized.
  *
  *   db_ptr  points to the host's variable, which becomes NULL.
  *
@@ -309,7 +310,8 @@ VAMEL_API int32_t vamel_commit(vamel_db* db);
 /*
  * Empties the table and reads it again from the database file, or from the backup file where the
  * main file cannot be read at all (a bad checksum does not count); then leaves the lock whatever
- * the result. Removes no file. Result sets and current records of all statements are dropped.
+ * the result. Removes no file. The result sets of all statements are emptied, and no record is
+ * current: the next step or reset gives VAMEL_DONE.
  *
  * From here on the table keeps no index by field: equality and uniqueness are tested against all
  * records (see docs/behaviour.md for what that changes).

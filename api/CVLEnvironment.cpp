@@ -7,12 +7,17 @@ int32_t CVLEnvironment::SetBackupPath(const CFStringRef* path) {
         backup_path_.ClearString();
         return VAMEL_OK;
     }
-    return get_CCString(backup_path_, path);
+    CCString text;
+    const int32_t result = ConvertString(text, path);
+    if (result != VAMEL_OK) {
+        return result;
+    }
+    return backup_path_.CopyString(text.GetText(), -1) != -1 ? VAMEL_OK : VAMEL_ERR_MEMORY;
 }
 
 int32_t CVLEnvironment::AddField(const vamel_field_info* info) {
     CCString name;
-    const int32_t result = get_CCString(name, info->name);
+    const int32_t result = ConvertString(name, info->name);
     if (result != VAMEL_OK) {
         return result;
     }

@@ -1,6 +1,5 @@
 #include "api/CVLStatement.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -55,32 +54,32 @@ int32_t CVLStatement::count(uint32_t* count_out) const {
     return VAMEL_OK;
 }
 
+// One block: the descriptor and, right behind it, the bytes.
 DATASTRUCT* CVLStatement::alloc_bind_data(const DATASTRUCT& value) {
-    std::unique_ptr<DATASTRUCT> copy(new (std::nothrow) DATASTRUCT(value));
-    if (copy == nullptr) {
+    if (value.length > SIZE_MAX - sizeof(DATASTRUCT)) {
         return nullptr;
     }
-    // Nothing is asked for as one byte, so that only a shortage answers null.
-    copy->data = std::malloc(std::max<size_t>(value.length, 1));
-    if (copy->data == nullptr) {
+    void* block = std::malloc(sizeof(DATASTRUCT) + value.length);
+    if (block == nullptr) {
         return nullptr;
     }
-    if (value.length != 0) {
+    auto* copy = ::new (block) DATASTRUCT(value);
+    copy->data = copy + 1;
+    if (value.data != nullptr) {
         std::memcpy(copy->data, value.data, value.length);
     }
     try {
-        bind_data_.push_back(copy.get());
+        bind_data_.push_back(copy);
     } catch (const std::bad_alloc&) {
-        std::free(copy->data);
+        std::free(block);
         return nullptr;
     }
-    return copy.release();
+    return copy;
 }
 
 void CVLStatement::free_bind_data() {
     for (DATASTRUCT* value : bind_data_) {
-        std::free(value->data);
-        delete value;
+        std::free(value);
     }
     bind_data_.clear();
 }

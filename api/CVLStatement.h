@@ -22,7 +22,7 @@ class CVLStatement {
     CDBNode* GetCurrent() const { return cursor_.GetCurrent(); }
     const CDBCursor* GetCursor() const { return &cursor_; }
 
-    // The result set; null until the first select.
+    // The result set; null until the first select, after one that found no memory, and after close.
     CDBSearch* GetSearch() const { return cursor_.GetSearch(); }
 
     // Take a new, empty result set; the current record stays. VAMEL_OK, or VAMEL_ERR_MEMORY and
@@ -43,13 +43,14 @@ class CVLStatement {
     // Take a record out of the result set; the record where the cursor then stands is current.
     void ReleaseFromCache(const CDBNode* record) { cursor_.ReleaseFromCache(record); }
 
-    // Bind a copy of a value. The copy; null, and nothing changed, when memory is short.
+    // Bind a copy of a value; for null data, room that the caller fills. The copy; null, and
+    // nothing changed, when memory is short.
     DATASTRUCT* alloc_bind_data(const DATASTRUCT& value);
     void free_bind_data();
     const std::vector<DATASTRUCT*>& GetBindData() const { return bind_data_; }
 
-    // Take over a value that is handed out to the host. VAMEL_OK, or VAMEL_ERR_MEMORY and it stays
-    // the caller's.
+    // Take over a value that is handed out to the host. VAMEL_OK, or VAMEL_ERR_MEMORY: a string then
+    // stays the caller's, a buffer is destroyed.
     int32_t reg_fetch_str(CFStringRef string);
     int32_t reg_fetch_binary(std::unique_ptr<CCBuffer> buffer);
 

@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "api/FieldName.h"
 #include "api/Handles.h"
 #include "base/BigEndian.h"
 #include "base/Status.h"
@@ -13,15 +14,14 @@ namespace {
 // and type. The order of the tests is part of the interface.
 int32_t FindValue(const CVLStatement* stmt, const CFStringRef* name, int32_t type,
                   const CDBNodeValue** value_out) {
-    CCString field_name;
-    const int32_t result = get_CCString(field_name, name);
-    if (result != VAMEL_OK) {
-        return result;
+    const FieldName field_name(name);
+    if (field_name.GetResult() != VAMEL_OK) {
+        return field_name.GetResult();
     }
     if (stmt->GetTable() == nullptr) {
         return VAMEL_ERR_ARGUMENT;
     }
-    const CDBField* field = stmt->GetTable()->GetFields()->SearchField(field_name);
+    const CDBField* field = field_name.FindIn(stmt->GetTable()->GetFields());
     if (field == nullptr) {
         return VAMEL_UNKNOWN_FIELD;
     }
@@ -37,15 +37,19 @@ int32_t FindValue(const CVLStatement* stmt, const CFStringRef* name, int32_t typ
     return VAMEL_OK;
 }
 
-// A platform string of the stored bytes up to the first zero byte, which they may lack.
+// A platform string of the stored bytes up to the first zero byte. Bound text has one; bytes that
+// were bound as something else may lack it, and are copied to get one.
 int32_t MakeString(const CDBNodeValue* value, CFStringRef* out) {
+    const auto* bytes = static_cast<const char*>(value->GetData());
+    const uint32_t length = value->GetLength();
+    if (length != 0 && std::memchr(bytes, 0, length) != nullptr) {
+        *out = CFStringCreateWithCString(kCFAllocatorDefault, bytes, kCFStringEncodingUTF8);
+        return *out != nullptr ? VAMEL_OK : VAMEL_ERR_MEMORY;
+    }
     CCString text;
-    if (value->GetLength() != 0) {
-        const auto* bytes = static_cast<const char*>(value->GetData());
-        const size_t length = strnlen(bytes, value->GetLength());
-        if (length >= INT32_MAX || text.CopyString(bytes, static_cast<int32_t>(length)) == -1) {
-            return VAMEL_ERR_MEMORY;
-        }
+    if (length >= INT32_MAX ||
+        text.CopyString(length != 0 ? bytes : "", static_cast<int32_t>(length)) == -1) {
+        return VAMEL_ERR_MEMORY;
     }
     return get_vamel_string(out, text);
 }

@@ -71,7 +71,11 @@ int32_t vamel_insert(vamel_db* db, vamel_stmt* stmt) {
     }
     CDBTable* table = Object(db)->GetTable();
     CDBNode* record = nullptr;
-    int32_t status = CDBTable::CreateNode(&record);
+    CDBNodeRoom room;
+    for (const DATASTRUCT* value : Object(stmt)->GetBindData()) {
+        room.AddValue(value->length);
+    }
+    int32_t status = table->CreateNode(&record, room);
     if (status == ENGINE_OK) {
         status = FillAndInsert(table, std::unique_ptr<CDBNode>(record), Object(stmt), nullptr);
     }
@@ -88,7 +92,7 @@ int32_t vamel_update(vamel_db* db, vamel_stmt* stmt) {
     }
     CDBTable* table = Object(db)->GetTable();
     CDBNode* copy = nullptr;
-    int32_t status = CDBTable::CloneNode(&copy, old);
+    int32_t status = table->CloneNode(&copy, old, Object(stmt)->GetBindData());
     if (status == ENGINE_OK) {
         status = FillAndInsert(table, std::unique_ptr<CDBNode>(copy), Object(stmt), old);
     }

@@ -105,6 +105,11 @@ int32_t CCString::FailConversion() {
     return 0;
 }
 
+int32_t CCString::FailStorage() {
+    FailConversion();
+    return -1;
+}
+
 int32_t CCString::CopyString(const CFStringRef* text) {
     if (text == nullptr || *text == nullptr) {
         return FailConversion();
@@ -120,7 +125,8 @@ int32_t CCString::CopyString(const CFStringRef* text) {
     if (!CFStringGetCString(*text, buffer_, used + 1, kCFStringEncodingUTF8)) {
         return FailConversion();
     }
-    return CopyString(buffer_, -1);
+    const int32_t length = CopyString(buffer_, -1);
+    return length != -1 ? length : FailStorage();
 }
 
 int32_t CCString::CatString(const char* text) {
@@ -272,6 +278,12 @@ char& CCString::operator[](int32_t index) {
 
 int32_t get_CCString(CCString& out, const CFStringRef* in) {
     return out.CopyString(in) == -1 ? VAMEL_ERR_MEMORY : VAMEL_OK;
+}
+
+int32_t ConvertString(CCString& out, const CFStringRef* in) {
+    out.ClearString();
+    const int32_t result = get_CCString(out, in);
+    return out.HasBlock() ? result : VAMEL_ERR_MEMORY;
 }
 
 int32_t get_vamel_string(CFStringRef* out, const CCString& in) {

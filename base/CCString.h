@@ -44,7 +44,7 @@ class CCString {
     int32_t CopyString(const char* text, int32_t count);
 
     // Replace the content with the UTF-8 form of a platform string, up to its first U+0000. The new
-    // length; 0, with an empty text, when it cannot be converted or no storage can be had.
+    // length; 0 or -1, with an empty text, when it cannot be converted or no storage can be had.
     int32_t CopyString(const CFStringRef* text);
 
     // Append `text`. The new length; -1, nothing changed, when storage cannot be had.
@@ -102,6 +102,7 @@ class CCString {
 
   private:
     int32_t FailConversion();
+    int32_t FailStorage();
 
     char* buffer_ = nullptr;
     int32_t capacity_ = 0;
@@ -111,6 +112,11 @@ class CCString {
 // Convert `in` into `out`: VAMEL_OK, also for text that has no UTF-8 form (`out` is then empty), or
 // VAMEL_ERR_MEMORY.
 int32_t get_CCString(CCString& out, const CFStringRef* in);
+
+// As get_CCString, but VAMEL_ERR_MEMORY for every shortage of memory: text that cannot be converted
+// leaves a block with the empty text, a shortage leaves none. What hosts pass goes this way, so that
+// no shortage is taken for an empty string.
+int32_t ConvertString(CCString& out, const CFStringRef* in);
 
 // Make a platform string, which the caller releases: VAMEL_OK, or VAMEL_ERR_MEMORY when `in` is not
 // UTF-8 or memory is short.

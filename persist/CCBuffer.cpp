@@ -1,39 +1,25 @@
 #include "persist/CCBuffer.h"
 
+#include <sys/types.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 #include "base/BigEndian.h"
 #include "base/Status.h"
+#include "persist/Cipher.h"
 
 namespace {
 
 constexpr uint32_t kChecksumSize = 4;
 
-// The bytes of a key, over and over.
-class KeyStream {
-  public:
-    explicit KeyStream(const char* key) : key_(key), length_(std::strlen(key)) {}
-    uint32_t GetLength() const { return static_cast<uint32_t>(length_); }
-    unsigned char Next() {
-        const auto byte = static_cast<unsigned char>(key_[at_]);
-        at_ = at_ + 1 < length_ ? at_ + 1 : 0;
-        return byte;
-    }
-
-  private:
-    const char* key_;
-    size_t length_;
-    size_t at_ = 0;
-};
-
 // The size of a stream, which is left at its end.
 uint32_t MeasureStream(FILE* stream) {
-    if (std::fseek(stream, 0, SEEK_END) != 0) {
+    if (fseeko(stream, 0, SEEK_END) != 0) {
         throw int{FILE_SIZE};
     }
-    const long size = std::ftell(stream);
+    const off_t size = ftello(stream);
     if (size <= 0) {
         throw int{FILE_SIZE};
     }
@@ -88,17 +74,22 @@ unsigned char* CCBuffer::MakeBuffer(uint32_t size) {
     return block;
 }
 
-void CCBuffer::WriteBuffer(const void* src, uint32_t n) {
+unsigned char* CCBuffer::Extend(uint32_t n) {
     if (n > UINT32_MAX - length_ || AllocBuffer(length_ + n) == nullptr) {
         throw int{FILE_MEMORY};
     }
     // Behind the content, where Decode or a smaller MakeBuffer leaves the cursor, nothing is owned.
-    cursor_ = std::min(cursor_, data_ + length_);
-    if (n != 0) {
-        std::memcpy(cursor_, src, n);
-    }
-    cursor_ += n;
+    unsigned char* at = std::min(cursor_, data_ + length_);
+    cursor_ = at + n;
     length_ += n;
+    return at;
+}
+
+void CCBuffer::WriteBuffer(const void* src, uint32_t n) {
+    unsigned char* to = Extend(n);
+    if (n != 0) {
+        std::memcpy(to, src, n);
+    }
 }
 
 uint32_t CCBuffer::ReadBuffer(void* dst, uint32_t n) {
@@ -123,17 +114,9 @@ void CCBuffer::ClearBuffer() {
     cursor_ = data_;
 }
 
-uint32_t CCBuffer::Sum(uint32_t count) const {
-    uint32_t sum = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        sum += data_[i];
-    }
-    return sum;
-}
-
 void CCBuffer::Encode() {
     unsigned char bytes[kChecksumSize];
-    StoreBigEndian(Sum(length_), bytes);
+    StoreBigEndian(SumBytes(data_, length_), bytes);
     WriteBuffer(bytes, sizeof bytes);
 }
 
@@ -141,8 +124,12 @@ uint32_t CCBuffer::Decode() {
     if (length_ < kChecksumSize) {
         throw int{FILE_CHECKSUM};
     }
+    return CutChecksum(SumBytes(data_, length_ - kChecksumSize));
+}
+
+// The content is at least as long as the checksum.
+uint32_t CCBuffer::CutChecksum(uint32_t sum) {
     const uint32_t count = length_ - kChecksumSize;
-    const uint32_t sum = Sum(count);
     Rewind();
     SkipPointer(count);
     unsigned char bytes[kChecksumSize];
@@ -155,24 +142,37 @@ uint32_t CCBuffer::Decode() {
 }
 
 uint32_t CCBuffer::Encryption(const char* key) {
-    KeyStream keys(key);
-    unsigned char previous = 0;
-    for (uint32_t i = 0; i < length_; ++i) {
-        previous = static_cast<unsigned char>(previous ^ data_[i] ^ keys.Next());
-        data_[i] = previous;
-    }
-    return keys.GetLength();
+    Cipher cipher(key);
+    cipher.Encrypt(data_, length_);
+    return cipher.GetKeyLength();
 }
 
 uint32_t CCBuffer::Decryption(const char* key) {
-    KeyStream keys(key);
-    unsigned char previous = 0;
-    for (uint32_t i = 0; i < length_; ++i) {
-        const unsigned char cipher = data_[i];
-        data_[i] = static_cast<unsigned char>(previous ^ cipher ^ keys.Next());
-        previous = cipher;
+    Cipher cipher(key);
+    cipher.Decrypt(data_, length_);
+    return cipher.GetKeyLength();
+}
+
+void CCBuffer::Seal(const char* key) {
+    if (length_ > UINT32_MAX - kChecksumSize || AllocBuffer(length_ + kChecksumSize) == nullptr) {
+        throw int{FILE_MEMORY};
     }
-    return keys.GetLength();
+    Cipher cipher(key);
+    StoreBigEndian(cipher.Encrypt(data_, length_), data_ + length_);
+    cipher.Encrypt(data_ + length_, kChecksumSize);
+    length_ += kChecksumSize;
+    cursor_ = data_ + length_;
+}
+
+void CCBuffer::Unseal(const char* key) {
+    Cipher cipher(key);
+    if (length_ < kChecksumSize) {
+        cipher.Decrypt(data_, length_);
+        throw int{FILE_CHECKSUM};
+    }
+    const uint32_t sum = cipher.Decrypt(data_, length_ - kChecksumSize);
+    cipher.Decrypt(data_ + length_ - kChecksumSize, kChecksumSize);
+    CutChecksum(sum);
 }
 
 uint32_t CCBuffer::ToFile(FILE* stream) {
@@ -185,7 +185,7 @@ uint32_t CCBuffer::ToFile(FILE* stream) {
 
 void CCBuffer::FromFile(FILE* stream) {
     const uint32_t size = MeasureStream(stream);
-    if (std::fseek(stream, 0, SEEK_SET) != 0) {
+    if (fseeko(stream, 0, SEEK_SET) != 0) {
         throw int{FILE_REWIND};
     }
     if (AllocBuffer(size) == nullptr) {

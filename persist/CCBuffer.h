@@ -9,8 +9,8 @@
 //   data            cursor                 data + length        allocated end
 //    |---------------|----------------------|....................|
 //
-// Invariants: data <= cursor <= data + length, but for Decode, which leaves the cursor behind the
-// checksum that it has cut off; the allocation is larger than the capacity, which is the size last
+// Invariants: data <= cursor <= data + length, but for Decode and a smaller MakeBuffer, which leave
+// the cursor behind the content; the allocation is larger than the capacity, which is the size last
 // asked for. Sizes are 32 bits wide: what would pass them counts as memory that cannot be had.
 // Failures are thrown as a plain int, a FileStatus. One thread at a time.
 class CCBuffer {
@@ -42,6 +42,10 @@ class CCBuffer {
     // does writing nothing to an empty buffer.
     void WriteBuffer(const void* src, uint32_t n);
 
+    // Count n bytes at the cursor as added to the content, and move the cursor behind them: where
+    // to write them. Throws FILE_MEMORY, as WriteBuffer does.
+    unsigned char* Extend(uint32_t n);
+
     // Read n bytes at the cursor. n. Throws FILE_BOUNDS past the content or for a null buffer or
     // destination.
     uint32_t ReadBuffer(void* dst, uint32_t n);
@@ -64,6 +68,11 @@ class CCBuffer {
     uint32_t Encryption(const char* key);
     uint32_t Decryption(const char* key);
 
+    // Encode and Encryption, or Decryption and Decode, in one pass over the bytes. Throw
+    // FILE_MEMORY or FILE_CHECKSUM.
+    void Seal(const char* key);
+    void Unseal(const char* key);
+
     // Write the content to a stream; a short write is not noticed. The length. Throws FILE_BOUNDS
     // when there is no block.
     uint32_t ToFile(FILE* stream);
@@ -78,7 +87,7 @@ class CCBuffer {
     const unsigned char* GetCursor() const { return cursor_; }
 
   private:
-    uint32_t Sum(uint32_t count) const;
+    uint32_t CutChecksum(uint32_t sum);
 
     unsigned char* data_ = nullptr;
     unsigned char* cursor_ = nullptr;

@@ -33,7 +33,7 @@ int32_t CVLDatabase::SetEnvironment(CVLEnvironment* env) {
 }
 
 int32_t CVLDatabase::SetDBFilePath(const CFStringRef* path) {
-    return get_CCString(file_path_, path);
+    return ConvertString(file_path_, path);
 }
 
 int32_t CVLDatabase::OpenDBSub(const CCString& path) {

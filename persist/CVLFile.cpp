@@ -13,6 +13,7 @@
 namespace {
 
 constexpr char kKey[] = "HorsesRunFasterThanTurtles";
+constexpr uint32_t kNumberSize = 4;
 constexpr uint8_t kRecordEnd = 255;
 constexpr int32_t kMostFieldsInFile = 255;
 constexpr mode_t kEveryone = 0666;
@@ -30,7 +31,10 @@ int32_t CVLFile::Serialize(CDBTable* table) {
         return VAMEL_ERR_ARGUMENT;
     }
     ClearBuffer();
-    int32_t result = SerializeField(table);
+    int32_t result = MakeRoom(table);
+    if (result >= 0) {
+        result = SerializeField(table);
+    }
     if (result >= 0) {
         result = SerializeNodes(table);
     }
@@ -38,12 +42,29 @@ int32_t CVLFile::Serialize(CDBTable* table) {
         return result;
     }
     try {
-        Encode();
+        Seal(kKey);
     } catch (int status) {
         return IO_ERROR(status);
     }
-    Encryption(kKey);
     return VAMEL_OK;
+}
+
+// Takes the memory for the whole file at once. An empty table is told apart first.
+int32_t CVLFile::MakeRoom(CDBTable* table) {
+    const CDBHash* list = table->GetIndexes()->GetHash(nullptr);
+    if (list == nullptr || list->GetHeadHashNode(0) == nullptr) {
+        return VAMEL_ERR_ARGUMENT;
+    }
+    const CDBFieldArray* fields = table->GetFields();
+    uint64_t size = 3 * kNumberSize + table->GetContentSize();
+    for (uint32_t i = 0; i < fields->GetSize(); ++i) {
+        size +=
+            2 * kNumberSize + 2 + static_cast<uint32_t>(fields->GetField(i)->GetName().GetLength());
+    }
+    // One more than the file: a request for all that there is room for would grow again.
+    return size < UINT32_MAX && AllocBuffer(static_cast<uint32_t>(size) + 1) != nullptr
+               ? VAMEL_OK
+               : VAMEL_ERR_MEMORY;
 }
 
 void CVLFile::WriteNumber(uint32_t number) {
@@ -75,12 +96,22 @@ int32_t CVLFile::SerializeField(CDBTable* table) {
 }
 
 void CVLFile::WriteRecord(const CDBNode* record) {
+    uint64_t size = 1;
     for (const CDBNodeValue* v = record->GetHead(); v != nullptr; v = v->GetNext()) {
-        WriteByte(v->GetField()->GetIndex());
-        WriteNumber(v->GetLength());
-        WriteBuffer(v->GetData(), v->GetLength());
+        size += 1 + kNumberSize + v->GetLength();
     }
-    WriteByte(kRecordEnd);
+    if (size > UINT32_MAX) {
+        throw int{FILE_MEMORY};
+    }
+    unsigned char* to = Extend(static_cast<uint32_t>(size));
+    for (const CDBNodeValue* v = record->GetHead(); v != nullptr; v = v->GetNext()) {
+        *to++ = v->GetField()->GetIndex();
+        StoreBigEndian(v->GetLength(), to);
+        to += kNumberSize;
+        v->GetValue(to, nullptr);
+        to += v->GetLength();
+    }
+    *to = kRecordEnd;
 }
 
 int32_t CVLFile::SerializeNodes(CDBTable* table) {
@@ -109,8 +140,7 @@ int32_t CVLFile::Deserialize(CDBTable* table) {
     }
     FieldMap fields = {};
     try {
-        Decryption(kKey);
-        Decode();
+        Unseal(kKey);
     } catch (int status) {
         return IO_ERROR(status);
     }
@@ -193,9 +223,29 @@ int32_t CVLFile::ReadValue(CDBTable* table, CDBNode* record, CDBField* field) {
     return DB_ERROR(table->PutNodeValue(record, &value, nullptr));
 }
 
+// What the record at the cursor will need. A malformed record is found out when it is read.
+CDBNodeRoom CVLFile::MeasureRecord(FieldMap fields) const {
+    CDBNodeRoom room;
+    const unsigned char* at = GetCursor();
+    uint64_t left = GetRemaining();
+    while (left > kNumberSize && *at != kRecordEnd) {
+        const uint32_t length = LoadBigEndian(at + 1);
+        const uint64_t size = 1 + kNumberSize + uint64_t{length};
+        if (size > left) {
+            break;
+        }
+        if (fields[*at] != nullptr) {
+            room.AddValue(length);
+        }
+        at += size;
+        left -= size;
+    }
+    return room;
+}
+
 int32_t CVLFile::ReadRecord(CDBTable* table, FieldMap fields) {
     CDBNode* made = nullptr;
-    if (CDBTable::CreateNode(&made) != ENGINE_OK) {
+    if (table->CreateNode(&made, MeasureRecord(fields)) != ENGINE_OK) {
         return VAMEL_ERR_MEMORY;
     }
     std::unique_ptr<CDBNode> record(made);

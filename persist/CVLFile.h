@@ -47,6 +47,7 @@ class CVLFile : public CCBuffer {
     int32_t FileOut(const CCString& path);
 
   private:
+    int32_t MakeRoom(CDBTable* table);
     void WriteNumber(uint32_t number);
     void WriteByte(uint8_t byte);
     void WriteRecord(const CDBNode* record);
@@ -54,6 +55,7 @@ class CVLFile : public CCBuffer {
     uint8_t ReadByte();
     void ReadName(CCString* name);
     int32_t ReadField(CDBTable* table, FieldMap fields);
+    CDBNodeRoom MeasureRecord(FieldMap fields) const;
     int32_t ReadRecord(CDBTable* table, FieldMap fields);
     int32_t ReadValue(CDBTable* table, CDBNode* record, CDBField* field);
 };

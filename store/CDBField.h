@@ -34,6 +34,6 @@ class CDBField {
 };
 
 // The hash by which names are told apart before they are compared.
-uint32_t HashFieldName(const CCString& name);
+uint32_t HashFieldName(const char* name);
 
 #endif

@@ -5,7 +5,7 @@
 
 #include "base/Status.h"
 
-CDBField* CDBFieldArray::SearchField(const CCString& name) const {
+CDBField* CDBFieldArray::SearchField(const char* name) const {
     const uint32_t hash = HashFieldName(name);
     for (const auto& field : fields_) {
         if (field->GetHash() == hash && field->GetName() == name) {

@@ -20,7 +20,8 @@ class CDBFieldArray {
     CDBField* GetField(uint32_t position) const { return fields_[position].get(); }
 
     // The field of exactly that name, or null.
-    CDBField* SearchField(const CCString& name) const;
+    CDBField* SearchField(const CCString& name) const { return SearchField(name.GetText()); }
+    CDBField* SearchField(const char* name) const;
 
     // Append a field. ENGINE_OK, ENGINE_NAME_TAKEN, ENGINE_MEMORY, ENGINE_TOO_MANY_FIELDS, tested
     // in that order; the array is as it was after a failure.

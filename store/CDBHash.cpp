@@ -40,6 +40,7 @@ void CDBHash::PushHashNode(uint32_t hash, CDBHashNode* link) {
         bucket.tail->next = link;
     }
     bucket.tail = link;
+    ++links_;
 }
 
 void CDBHash::PopHashNode(uint32_t hash, CDBHashNode* link) {
@@ -57,6 +58,7 @@ void CDBHash::PopHashNode(uint32_t hash, CDBHashNode* link) {
     } else {
         link->next->previous = link->previous;
     }
+    --links_;
 }
 
 CDBHashNode* CDBHash::SearchHashNode(uint32_t bucket, const CDBNode* record) const {
@@ -67,24 +69,58 @@ CDBHashNode* CDBHash::SearchHashNode(uint32_t bucket, const CDBNode* record) con
     return link;
 }
 
-int32_t CDBHash::AddHashNode(CDBNode* record) {
+// The record's own link if it is free, else one from the heap; null when memory is short.
+CDBHashNode* CDBHash::TakeLink(CDBNode* record, uint32_t bucket) {
+    CDBHashNode* own = record->GetLink(place_);
+    if (own != nullptr && own->record == nullptr) {
+        *record->GetBucket(place_) = static_cast<uint16_t>(bucket);
+        own->record = record;
+        ++own_links_;
+        return own;
+    }
     auto* link = new (std::nothrow) CDBHashNode;
+    if (link != nullptr) {
+        link->record = record;
+    }
+    return link;
+}
+
+CDBHashNode* CDBHash::FindLink(CDBNode* record, uint32_t bucket) const {
+    CDBHashNode* own = record->GetLink(place_);
+    if (own != nullptr && own->record != nullptr && *record->GetBucket(place_) == bucket) {
+        return own;
+    }
+    return links_ != own_links_ ? SearchHashNode(bucket, record) : nullptr;
+}
+
+void CDBHash::FreeLink(CDBHashNode* link) {
+    CDBNode* record = own_links_ != 0 ? link->record : nullptr;
+    if (record != nullptr && link == record->GetLink(place_)) {
+        link->record = nullptr;
+        --own_links_;
+    } else {
+        delete link;
+    }
+}
+
+int32_t CDBHash::AddHashNode(CDBNode* record) {
+    const uint32_t bucket = BucketOf(record);
+    CDBHashNode* link = TakeLink(record, bucket);
     if (link == nullptr) {
         return ENGINE_MEMORY;
     }
-    link->record = record;
-    PushHashNode(BucketOf(record), link);
+    PushHashNode(bucket, link);
     return ENGINE_OK;
 }
 
 int32_t CDBHash::DeleteHashNode(CDBNode* record) {
     const uint32_t bucket = BucketOf(record);
-    CDBHashNode* link = SearchHashNode(bucket, record);
+    CDBHashNode* link = FindLink(record, bucket);
     if (link == nullptr) {
         return ENGINE_NO_VALUE;
     }
     PopHashNode(bucket, link);
-    delete link;
+    FreeLink(link);
     return ENGINE_OK;
 }
 
@@ -97,15 +133,25 @@ uint32_t CDBHash::GetHashValue(const DATASTRUCT* value) const {
 }
 
 int32_t CDBHash::DeleteAllHashNodes() {
-    for (uint32_t i = 0; buckets_ != nullptr && i < count_; ++i) {
+    // Where every link lies in its record there is nothing to free, and no chain to walk.
+    const bool all_own = links_ == own_links_;
+    for (uint32_t i = 0; !all_own && buckets_ != nullptr && i < count_; ++i) {
         CDBHashNode* link = buckets_[i].head;
         while (link != nullptr) {
             CDBHashNode* next = link->next;
-            delete link;
+            FreeLink(link);
             link = next;
         }
     }
     return ENGINE_OK;
+}
+
+CDBHashNode* CDBHash::TakeChain(uint32_t bucket) {
+    CDBHashNode* link = GetHeadHashNode(bucket);
+    if (link != nullptr) {
+        buckets_[bucket] = Bucket();
+    }
+    return link;
 }
 
 uint32_t CDBHash::BucketOf(const CDBNode* record) const {

@@ -3,14 +3,8 @@
 
 #include <cstdint>
 
+#include "store/CDBHashNode.h"
 #include "store/CDBNode.h"
-
-// One record's place in a bucket.
-struct CDBHashNode {
-    CDBNode* record = nullptr;
-    CDBHashNode* previous = nullptr;
-    CDBHashNode* next = nullptr;
-};
 
 // An index: buckets of chained links to records, each chain in the order of insertion.
 //
@@ -20,10 +14,17 @@ struct CDBHashNode {
 //
 // An index without a field holds every record in bucket 0: it is the table's list of records. The
 // index owns its links, never the records. A record leaves the index before its value changes.
+//
+// A record with room for it carries its own link, so that adding it takes no memory and removing it
+// no search; other links lie on the heap.
 class CDBHash {
   public:
+    static constexpr uint32_t kNoPlace = UINT32_MAX;
+
     CDBHash() = default;
-    CDBHash(CDBField* field, uint32_t count) : count_(count), field_(field) {}
+    // `place` is the number of the records' own links for this index.
+    CDBHash(CDBField* field, uint32_t count, uint32_t place = kNoPlace)
+        : count_(count), field_(field), place_(place) {}
     CDBHash(const CDBHash&) = delete;
     CDBHash& operator=(const CDBHash&) = delete;
     ~CDBHash();
@@ -56,13 +57,25 @@ class CDBHash {
     // there.
     int32_t DeleteHashNode(CDBNode* record);
 
+    // Whether the record is in the bucket of its value.
+    bool Holds(CDBNode* record) const { return FindLink(record, BucketOf(record)) != nullptr; }
+
     // The bucket of a value.
     uint32_t GetHashValue(const CDBNodeValue* value) const;
     uint32_t GetHashValue(const DATASTRUCT* value) const;
 
-    // Free every link and leave the buckets as they are, for buckets that are about to go.
-    // ENGINE_OK.
+    // Free every link and leave the buckets as they are, for buckets that are about to go. Links
+    // that lie in records go with them. ENGINE_OK.
     int32_t DeleteAllHashNodes();
+
+    // Free a link that was taken out; one that lies in its record becomes the record's again.
+    void FreeLink(CDBHashNode* link);
+
+    // Take the whole chain of a bucket out: its first link.
+    CDBHashNode* TakeChain(uint32_t bucket);
+
+    // The bucket of a record: that of its value, 0 without one.
+    uint32_t BucketOf(const CDBNode* record) const;
 
   private:
     struct Bucket {
@@ -70,11 +83,15 @@ class CDBHash {
         CDBHashNode* tail = nullptr;
     };
 
-    uint32_t BucketOf(const CDBNode* record) const;
+    CDBHashNode* TakeLink(CDBNode* record, uint32_t bucket);
+    CDBHashNode* FindLink(CDBNode* record, uint32_t bucket) const;
 
     uint32_t count_ = 1;
     Bucket* buckets_ = nullptr;
     CDBField* field_ = nullptr;
+    uint32_t place_ = kNoPlace;
+    uint64_t links_ = 0;      // in the buckets
+    uint64_t own_links_ = 0;  // of these, those that lie in their records
 };
 
 #endif

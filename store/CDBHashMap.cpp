@@ -1,5 +1,6 @@
 #include "store/CDBHashMap.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -17,7 +18,7 @@ uint32_t BucketCount(const CDBField* field) {
 
 int32_t CDBHashMap::AddHash(CDBField* field) {
     const uint32_t count = BucketCount(field);
-    std::unique_ptr<CDBHash> hash(new (std::nothrow) CDBHash(field, count));
+    std::unique_ptr<CDBHash> hash(new (std::nothrow) CDBHash(field, count, GetSize()));
     if (hash == nullptr || hash->AllocHash(count) != ENGINE_OK) {
         return ENGINE_MEMORY;
     }
@@ -59,4 +60,9 @@ int32_t CDBHashMap::DeleteHashNode(CDBNode* record) {
 int32_t CDBHashMap::DeleteAllHash() {
     hashes_.clear();
     return ENGINE_OK;
+}
+
+void CDBHashMap::DeleteFieldHashes() {
+    const auto has_field = [](const auto& hash) { return hash->GetField() != nullptr; };
+    hashes_.erase(std::remove_if(hashes_.begin(), hashes_.end(), has_field), hashes_.end());
 }

@@ -1,20 +1,75 @@
 #include "store/CDBNode.h"
 
+#include <algorithm>
+#include <memory>
 #include <new>
 
 #include "base/Status.h"
+
+namespace {
+
+constexpr size_t kAlign = alignof(CDBNode);
+constexpr size_t kMostRoom = UINT16_MAX / kAlign * kAlign;
+
+static_assert(sizeof(CDBNode) % alignof(CDBHashNode) == 0, "places follow the record");
+static_assert(kAlign >= alignof(CDBNodeValue), "values follow each other");
+
+constexpr size_t RoundUp(size_t size) {
+    return (size + kAlign - 1) / kAlign * kAlign;
+}
+
+}  // namespace
+
+CDBNode* CDBNode::Create(const CDBNodeRoom& room) {
+    const size_t places =
+        room.links * (sizeof(CDBHashNode) + sizeof(uint16_t)) + room.keys * sizeof(CDBKeyLink);
+    const size_t fixed = RoundUp(sizeof(CDBNode) + places);
+    // What does not fit into a block goes to the heap, value by value.
+    const size_t size = fixed + std::min(RoundUp(room.values), kMostRoom - fixed);
+    void* block = ::operator new(size, std::nothrow);
+    if (block == nullptr) {
+        return nullptr;
+    }
+    auto* record = ::new (block) CDBNode;
+    record->TakeRoom(room, size);
+    return record;
+}
+
+void CDBNode::TakeRoom(const CDBNodeRoom& room, size_t size) {
+    links_ = static_cast<uint16_t>(room.links);
+    keys_ = static_cast<uint16_t>(room.keys);
+    std::uninitialized_default_construct_n(Links(), links_);
+    std::uninitialized_default_construct_n(Keys(), keys_);
+    const auto buckets_end = reinterpret_cast<char*>(Buckets() + links_);
+    free_ = static_cast<uint16_t>(RoundUp(static_cast<size_t>(buckets_end - Block())));
+    end_ = static_cast<uint16_t>(size);
+}
 
 CDBNode::~CDBNode() {
     DeleteAllNodeValues();
     head_ = nullptr;
 }
 
-CDBNodeValue* CDBNode::SearchNodeValue(const CDBField* field) const {
-    CDBNodeValue* value = head_;
-    while (value != nullptr && value->GetField() != field) {
-        value = value->GetNext();
+// Values in the record's own block end with it.
+void CDBNode::Destroy(CDBNodeValue* value) {
+    const auto at = reinterpret_cast<uintptr_t>(value) - reinterpret_cast<uintptr_t>(this);
+    if (at < end_) {
+        value->~CDBNodeValue();
+    } else {
+        delete value;
     }
-    return value;
+}
+
+CDBNodeValue* CDBNode::MakeValue(const DATASTRUCT* value, uint32_t reserve) {
+    const size_t room = CDBNodeValue::GetRoom(std::max(value->length, reserve));
+    const size_t size = RoundUp(sizeof(CDBNodeValue) + room);
+    if (size > static_cast<size_t>(end_ - free_)) {
+        return CreateNodeValue(value);
+    }
+    auto* made = ::new (Block() + free_) CDBNodeValue(value->field, static_cast<uint32_t>(room));
+    free_ = static_cast<uint16_t>(free_ + size);
+    made->SetValue(value);  // cannot fail: there is room
+    return made;
 }
 
 CDBNodeValue* CDBNode::InsertNodeValue(CDBNodeValue* value) {
@@ -39,11 +94,11 @@ CDBNodeValue* CDBNode::CreateNodeValue(const DATASTRUCT* value) {
     return made;
 }
 
-int32_t CDBNode::PutNodeValue(const DATASTRUCT* value) {
+int32_t CDBNode::PutNodeValue(const DATASTRUCT* value, uint32_t reserve) {
     if (CDBNodeValue* held = SearchNodeValue(value->field)) {
         return held->SetValue(value);
     }
-    CDBNodeValue* made = CreateNodeValue(value);
+    CDBNodeValue* made = MakeValue(value, reserve);
     if (made == nullptr) {
         return ENGINE_MEMORY;
     }
@@ -71,7 +126,7 @@ int32_t CDBNode::DeleteNodeValue(CDBNodeValue* value) {
     } else if (current == value) {
         previous->SetNext(value->GetNext());
     }
-    delete value;
+    Destroy(value);
     return ENGINE_OK;
 }
 
@@ -83,7 +138,7 @@ int32_t CDBNode::DeleteAllNodeValues() {
     CDBNodeValue* value = head_;
     while (value != nullptr) {
         CDBNodeValue* next = value->GetNext();
-        delete value;
+        Destroy(value);
         value = next;
     }
     return ENGINE_OK;

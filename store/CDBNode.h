@@ -1,23 +1,65 @@
 #ifndef VAMEL_STORE_CDBNODE_H
 #define VAMEL_STORE_CDBNODE_H
 
+#include <cstddef>
 #include <cstdint>
+#include <new>
 
+#include "store/CDBHashNode.h"
 #include "store/CDBNodeValue.h"
+
+class CDBNode;
+
+// A record's neighbours among the records that hold an equal value, in a ring.
+struct CDBKeyLink {
+    CDBNode* previous = nullptr;
+    CDBNode* next = nullptr;
+};
+
+// What a record is to have room for in its own block.
+struct CDBNodeRoom {
+    uint32_t links = 0;  // places in indexes
+    uint32_t keys = 0;   // places in rings of equal values
+    size_t values = 0;   // bytes for values
+
+    void AddValue(uint32_t length) {
+        values += sizeof(CDBNodeValue) + CDBNodeValue::GetRoom(length);
+    }
+};
 
 // A record: an owned chain of values, in the order in which fields first received one, at most one
 // for each field. Fields are matched by identity.
+//
+// A record that a table makes is one block, with its places in the table's indexes and, as long as
+// they fit, its values:
+//
+//   CDBNode | CDBHashNode x links | CDBKeyLink x keys | bucket x links | value bytes value bytes
+//   ...
+//
+// so that making one is one allocation, and leaving an index is a matter of its own two neighbours.
+// What does not fit, or comes later, lies on the heap.
 class CDBNode {
   public:
     CDBNode() = default;
     CDBNode(const CDBNode&) = delete;
     CDBNode& operator=(const CDBNode&) = delete;
     virtual ~CDBNode();
+    // The block is larger than the object.
+    static void operator delete(void* block) { ::operator delete(block); }
+
+    // A record with room; null when memory is short. To be deleted as any other.
+    static CDBNode* Create(const CDBNodeRoom& room);
 
     CDBNodeValue* GetHead() const { return head_; }
 
     // The value for the field, or null.
-    CDBNodeValue* SearchNodeValue(const CDBField* field) const;
+    CDBNodeValue* SearchNodeValue(const CDBField* field) const {
+        CDBNodeValue* value = head_;
+        while (value != nullptr && value->GetField() != field) {
+            value = value->GetNext();
+        }
+        return value;
+    }
 
     // Append a value, unchecked, its next link as it is; the record owns it from now on. The value.
     CDBNodeValue* InsertNodeValue(CDBNodeValue* value);
@@ -26,8 +68,9 @@ class CDBNode {
     // The caller owns it.
     static CDBNodeValue* CreateNodeValue(const DATASTRUCT* value);
 
-    // Set the value for the descriptor's field. ENGINE_OK, or ENGINE_MEMORY with nothing changed.
-    int32_t PutNodeValue(const DATASTRUCT* value);
+    // Set the value for the descriptor's field. ENGINE_OK, or ENGINE_MEMORY with nothing changed. A
+    // new value takes room for `reserve` bytes, if that is more than it needs.
+    int32_t PutNodeValue(const DATASTRUCT* value, uint32_t reserve = 0);
 
     // Read the value for the descriptor's field: its length, and all its bytes where data is not
     // null; the caller has made room. ENGINE_OK, or ENGINE_NO_VALUE, the descriptor untouched.
@@ -43,8 +86,34 @@ class CDBNode {
     // be read nor destroyed afterwards. So it is defined; the library itself never calls it.
     int32_t DeleteAllNodeValues();
 
+    // The record's number in the order of insertion, given by its table.
+    uint64_t GetSequence() const { return sequence_; }
+    void SetSequence(uint64_t sequence) { sequence_ = sequence; }
+
+    // The record's own place in index number `at`, and the bucket that the place is in; null where
+    // the record has no room for it. A place is taken when its record is set.
+    CDBHashNode* GetLink(uint32_t at) { return at < links_ ? Links() + at : nullptr; }
+    uint16_t* GetBucket(uint32_t at) { return Buckets() + at; }
+
+    // The record's place in ring number `at`; the record has room for it.
+    CDBKeyLink* GetKey(uint32_t at) { return Keys() + at; }
+    uint32_t GetKeyCount() const { return keys_; }
+
   private:
+    char* Block() { return reinterpret_cast<char*>(this); }
+    CDBHashNode* Links() { return reinterpret_cast<CDBHashNode*>(this + 1); }
+    CDBKeyLink* Keys() { return reinterpret_cast<CDBKeyLink*>(Links() + links_); }
+    uint16_t* Buckets() { return reinterpret_cast<uint16_t*>(Keys() + keys_); }
+    void TakeRoom(const CDBNodeRoom& room, size_t size);
+    CDBNodeValue* MakeValue(const DATASTRUCT* value, uint32_t reserve);
+    void Destroy(CDBNodeValue* value);
+
     CDBNodeValue* head_ = nullptr;
+    uint64_t sequence_ = 0;
+    uint16_t links_ = 0;
+    uint16_t keys_ = 0;
+    uint16_t free_ = 0;  // where the free part of the block begins
+    uint16_t end_ = 0;   // where the block ends
 };
 
 #endif

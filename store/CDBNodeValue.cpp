@@ -7,31 +7,41 @@
 #include "base/BigEndian.h"
 #include "base/Status.h"
 
-CDBNodeValue::~CDBNodeValue() {
-    Free();
-}
-
-// Nothing is asked for as one byte: realloc to zero would free the block and answer null.
 int32_t CDBNodeValue::Alloc(uint32_t size) {
-    void* block = std::realloc(data_, std::max<size_t>(size, 1));
+    if (on_heap_ == 0 && (size <= kInside || size <= room_)) {
+        // Both places can be the old one and the new one: the bytes that stay move along.
+        void* from = Place();
+        const uint32_t kept = std::min(length_, size);
+        length_ = size;
+        std::memmove(Place(), from, kept);
+        return ENGINE_OK;
+    }
+    // Nothing is asked for as one byte: realloc to zero would free the block and answer null.
+    void* block = std::realloc(on_heap_ != 0 ? heap_ : nullptr, std::max<size_t>(size, 1));
     if (block == nullptr) {
         return ENGINE_MEMORY;
     }
-    data_ = block;
+    if (on_heap_ == 0) {
+        std::memcpy(block, Place(), std::min(length_, size));
+    }
+    heap_ = block;
+    on_heap_ = 1;
     length_ = size;
     return ENGINE_OK;
 }
 
 void CDBNodeValue::Free() {
-    std::free(data_);
-    data_ = nullptr;
+    if (on_heap_ != 0) {
+        std::free(heap_);
+        on_heap_ = 0;
+    }
     length_ = 0;
 }
 
 int32_t CDBNodeValue::SetValue(const DATASTRUCT* value) {
     const int32_t status = Alloc(value->length);
     if (status == ENGINE_OK && value->length != 0) {
-        std::memcpy(data_, value->data, value->length);
+        std::memmove(Place(), value->data, value->length);
     }
     return status;
 }
@@ -41,7 +51,7 @@ int32_t CDBNodeValue::GetValue(void* buffer, uint32_t* length) const {
         *length = length_;
     }
     if (buffer != nullptr && length_ != 0) {
-        std::memcpy(buffer, data_, length_);
+        std::memcpy(buffer, GetData(), length_);
     }
     return ENGINE_OK;
 }
@@ -54,9 +64,9 @@ int32_t CDBNodeValue::CompareValue(const DATASTRUCT* key) const {
         return 1;
     }
     if (field_->GetType() == VAMEL_TYPE_INTEGER) {
-        const int32_t stored = LoadInteger(data_, length_);
+        const int32_t stored = LoadInteger(GetData(), length_);
         const int32_t sought = LoadInteger(key->data, key->length);
         return (stored > sought ? 1 : 0) - (stored < sought ? 1 : 0);
     }
-    return std::memcmp(data_, key->data, std::min(length_, key->length));
+    return std::memcmp(GetData(), key->data, std::min(length_, key->length));
 }

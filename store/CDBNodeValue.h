@@ -1,6 +1,7 @@
 #ifndef VAMEL_STORE_CDBNODEVALUE_H
 #define VAMEL_STORE_CDBNODEVALUE_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "store/CDBField.h"
@@ -8,14 +9,31 @@
 
 // A record's value for one field: an owned copy of bytes, a link in the record's chain of values.
 // The field is set once. An empty value (length 0) is a value.
+//
+// Few bytes lie in the value itself; more lie right behind it, where its record has left room, or
+// else in a block of the C heap.
 class CDBNodeValue {
   public:
-    explicit CDBNodeValue(CDBField* field = nullptr) : field_(field) {}
+    // `room` bytes behind the object are the value's to use.
+    explicit CDBNodeValue(CDBField* field = nullptr, uint32_t room = 0)
+        : field_(field), room_(room & 0x7fffffffU), on_heap_(0), heap_(nullptr) {}
     CDBNodeValue(const CDBNodeValue&) = delete;
     CDBNodeValue& operator=(const CDBNodeValue&) = delete;
-    virtual ~CDBNodeValue();  // does not touch the next value
+    virtual ~CDBNodeValue() { Free(); }  // does not touch the next value
 
-    const void* GetData() const { return data_; }
+    // The bytes that a value of that length needs behind it to stay off the heap; for long values a
+    // number that no record has room for.
+    static size_t GetRoom(uint32_t length) {
+        if (length <= kInside) {
+            return 0;
+        }
+        return length < UINT16_MAX ? (size_t{length} + 7) & ~size_t{7} : UINT16_MAX;
+    }
+
+    // The bytes; null for a value that holds none.
+    const void* GetData() const {
+        return length_ != 0 ? const_cast<CDBNodeValue*>(this)->Place() : nullptr;
+    }
     uint32_t GetLength() const { return length_; }
     CDBField* GetField() const { return field_; }
     CDBNodeValue* GetNext() const { return next_; }
@@ -40,10 +58,24 @@ class CDBNodeValue {
     int32_t CompareValue(const DATASTRUCT* key) const;
 
   private:
-    void* data_ = nullptr;
-    uint32_t length_ = 0;
+    static constexpr uint32_t kInside = 8;
+
+    void* Place() {
+        if (on_heap_) {
+            return heap_;
+        }
+        return length_ <= kInside ? static_cast<void*>(inside_) : static_cast<void*>(this + 1);
+    }
+
     CDBField* field_;
     CDBNodeValue* next_ = nullptr;
+    uint32_t length_ = 0;
+    uint32_t room_ : 31;
+    uint32_t on_heap_ : 1;
+    union {
+        void* heap_;
+        unsigned char inside_[kInside];
+    };
 };
 
 #endif

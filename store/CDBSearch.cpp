@@ -20,16 +20,54 @@ int32_t CDBSearch::TestValue(const CDBNodeValue* value, const DATASTRUCT* key) {
     }
 }
 
-int32_t CDBSearch::CacheNodesAll(const CDBHash* index) {
+namespace {
+
+// Whether the link stands for a record that holds a value for the key's field and matches it.
+bool IsMatch(const CDBHashNode* link, const DATASTRUCT* key) {
+    const CDBNode* record = link->record;
+    const CDBNodeValue* value = record != nullptr ? record->SearchNodeValue(key->field) : nullptr;
+    return value != nullptr && CDBSearch::TestValue(value, key) != 0;
+}
+
+}  // namespace
+
+bool CDBSearch::HasMatch(const CDBHash* index, const DATASTRUCT* key, const CDBNode* except) {
+    const CDBHashNode* link = index->GetHeadHashNode(index->GetHashValue(key));
+    while (link != nullptr && (link->record == except || !IsMatch(link, key))) {
+        link = link->next;
+    }
+    return link != nullptr;
+}
+
+// Before anything is appended. A result set without records has at most marks, which go.
+void CDBSearch::Start(size_t expected) {
+    if (live_ == 0) {
+        cache_.clear();
+        ascending_ = true;
+    }
+    if (expected != 0) {
+        cache_.reserve(cache_.size() + expected);
+    }
+    cursor_ = kBefore;
+}
+
+void CDBSearch::Append(CDBNode* record) {
+    const uint64_t sequence = record->GetSequence();
+    ascending_ = ascending_ && (cache_.empty() || cache_.back().sequence < sequence);
+    cache_.push_back({sequence, reinterpret_cast<uintptr_t>(record)});
+    ++live_;
+}
+
+int32_t CDBSearch::CacheNodesAll(const CDBHash* index, size_t expected) {
+    Start(expected);
     for (uint32_t bucket = 0; bucket < index->GetBucketCount(); ++bucket) {
         const CDBHashNode* link = index->GetHeadHashNode(bucket);
         for (; link != nullptr; link = link->next) {
             if (link->record != nullptr) {
-                cache_.push_back(link->record);
+                Append(link->record);
             }
         }
     }
-    cursor_ = -1;
     return ENGINE_OK;
 }
 
@@ -37,16 +75,27 @@ int32_t CDBSearch::CacheNodesFirst(const CDBHash* index, const DATASTRUCT* key) 
     if (key == nullptr) {
         return CacheNodesAll(index);
     }
+    Start(0);
     const CDBHashNode* link = index->GetHeadHashNode(index->GetHashValue(key));
     for (; link != nullptr; link = link->next) {
-        CDBNode* record = link->record;
-        const CDBNodeValue* value =
-            record != nullptr ? record->SearchNodeValue(key->field) : nullptr;
-        if (value != nullptr && TestValue(value, key) != 0) {
-            cache_.push_back(record);
+        if (IsMatch(link, key)) {
+            Append(link->record);
         }
     }
-    cursor_ = -1;
+    return ENGINE_OK;
+}
+
+int32_t CDBSearch::CacheMatches(std::vector<CDBNode*>* matches) {
+    Start(matches->size());
+    const auto earlier = [](const CDBNode* a, const CDBNode* b) {
+        return a->GetSequence() < b->GetSequence();
+    };
+    if (!std::is_sorted(matches->begin(), matches->end(), earlier)) {
+        std::sort(matches->begin(), matches->end(), earlier);
+    }
+    for (CDBNode* record : *matches) {
+        Append(record);
+    }
     return ENGINE_OK;
 }
 
@@ -54,46 +103,90 @@ int32_t CDBSearch::CacheNodesNext(const DATASTRUCT* key) {
     if (key == nullptr) {
         return ENGINE_OK;
     }
-    const auto fails = [key](const CDBNode* record) {
-        const CDBNodeValue* value = record->SearchNodeValue(key->field);
+    const auto goes = [key](const Entry& entry) {
+        if (entry.IsMark()) {
+            return true;
+        }
+        const CDBNodeValue* value = entry.Record()->SearchNodeValue(key->field);
         return value != nullptr && TestValue(value, key) == 0;
     };
-    cache_.erase(std::remove_if(cache_.begin(), cache_.end(), fails), cache_.end());
-    cursor_ = -1;
+    cache_.erase(std::remove_if(cache_.begin(), cache_.end(), goes), cache_.end());
+    live_ = static_cast<uint32_t>(cache_.size());
+    cursor_ = kBefore;
     return ENGINE_OK;
 }
 
+// The place of the first record behind `at`, past the end if there is none.
+size_t CDBSearch::After(size_t at) const {
+    const size_t next = at + 1;  // the first place behind kBefore is 0
+    return next < cache_.size() && cache_[next].IsMark() ? cache_[next].OtherEnd() + 1 : next;
+}
+
+// The place of the last record before `at`, kBefore if there is none.
+size_t CDBSearch::Behind(size_t at) const {
+    const size_t previous = at - 1;  // kBefore is the place before 0
+    return at != 0 && cache_[previous].IsMark() ? cache_[previous].OtherEnd() - 1 : previous;
+}
+
 CDBNode* CDBSearch::GetFirstCache() {
-    cursor_ = 0;
+    cursor_ = After(kBefore);
     return GetCacheNode();
 }
 
 CDBNode* CDBSearch::GetNextCache() {
-    // Past the end it stays past the end, however often it is asked.
-    if (cursor_ < INT32_MAX) {
-        ++cursor_;
+    if (cursor_ == kBefore || cursor_ < cache_.size()) {
+        cursor_ = After(cursor_);
     }
     return GetCacheNode();
 }
 
 CDBNode* CDBSearch::GetCacheNode() const {
-    const auto at = static_cast<size_t>(cursor_);
-    return cursor_ >= 0 && at < cache_.size() ? cache_[at] : nullptr;
+    return cursor_ < cache_.size() ? cache_[cursor_].Record() : nullptr;
+}
+
+// The record's place, or the end.
+size_t CDBSearch::Find(const CDBNode* record) const {
+    const auto is_it = [record](const Entry& entry) { return entry.Record() == record; };
+    auto found = cache_.begin();
+    if (ascending_) {
+        const auto before = [](const Entry& entry, uint64_t sequence) {
+            return entry.sequence < sequence;
+        };
+        found = std::lower_bound(found, cache_.end(), record->GetSequence(), before);
+        found = found != cache_.end() && is_it(*found) ? found : cache_.end();
+    } else {
+        found = std::find_if(found, cache_.end(), is_it);
+    }
+    return static_cast<size_t>(found - cache_.begin());
+}
+
+// Makes a mark of a record, and one run of it and the runs on both sides.
+void CDBSearch::Mark(size_t at) {
+    const size_t first = Behind(at) + 1;
+    const size_t last = After(at) - 1;
+    cache_[at].SetOtherEnd(at);
+    cache_[first].SetOtherEnd(last);
+    cache_[last].SetOtherEnd(first);
+    --live_;
 }
 
 int32_t CDBSearch::ReleaseFromCache(const CDBNode* record) {
-    const auto found = std::find(cache_.begin(), cache_.end(), record);
-    if (found == cache_.end()) {
+    const size_t at = Find(record);
+    if (at == cache_.size()) {
         return ENGINE_NO_VALUE;
     }
-    if (GetCacheNode() == record) {
-        --cursor_;
+    if (cursor_ == at) {
+        cursor_ = Behind(at);
+    } else if (cursor_ != kBefore && cursor_ > at && cursor_ < cache_.size()) {
+        cursor_ = After(cursor_);
     }
-    cache_.erase(found);
+    Mark(at);
     return ENGINE_OK;
 }
 
 void CDBSearch::Clear() {
     cache_.clear();
-    cursor_ = -1;
+    live_ = 0;
+    cursor_ = kBefore;
+    ascending_ = true;
 }

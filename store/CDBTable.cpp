@@ -1,9 +1,51 @@
 #include "store/CDBTable.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
 #include "base/Status.h"
+
+namespace {
+
+// Matches that a table keeps room for between look-ups.
+constexpr size_t kMostKept = 1024;
+
+// The most bytes that a value takes before or after the changes.
+uint32_t GetReserve(const CDBNodeValue* value, const std::vector<DATASTRUCT*>& changes) {
+    uint32_t most = value->GetLength();
+    for (const DATASTRUCT* change : changes) {
+        if (change->field == value->GetField()) {
+            most = std::max(most, change->length);
+        }
+    }
+    return most;
+}
+
+// The room for a record's values and those that changes add. Changes to one field count each: a
+// little room is lost where a host binds a field twice.
+CDBNodeRoom GetRoom(const CDBNode* source, const std::vector<DATASTRUCT*>& changes) {
+    CDBNodeRoom room;
+    for (const CDBNodeValue* v = source->GetHead(); v != nullptr; v = v->GetNext()) {
+        room.AddValue(GetReserve(v, changes));
+    }
+    for (const DATASTRUCT* change : changes) {
+        if (source->SearchNodeValue(change->field) == nullptr) {
+            room.AddValue(change->length);
+        }
+    }
+    return room;
+}
+
+uint64_t GetStoredSize(const CDBNode* record) {
+    uint64_t size = 1;
+    for (const CDBNodeValue* v = record->GetHead(); v != nullptr; v = v->GetNext()) {
+        size += 5 + uint64_t{v->GetLength()};
+    }
+    return size;
+}
+
+}  // namespace
 
 CDBTable::~CDBTable() {
     Term();
@@ -29,21 +71,57 @@ int32_t CDBTable::Init(const CDBFieldArray* source) {
             status = indexes_.AddHash(schema_.GetField(i));
         }
     }
-    return status;
+    return status == ENGINE_OK ? MakeValueMaps() : status;
 }
 
-void CDBTable::DestroyRecords(const CDBHash* list) {
+int32_t CDBTable::MakeValueMaps() {
+    try {
+        values_.clear();
+        value_maps_ = 0;
+        for (uint32_t i = 0; i < schema_.GetSize(); ++i) {
+            CDBField* field = schema_.GetField(i);
+            values_.emplace_back();
+            if (field->IsIndexed() || field->IsUnique()) {
+                values_.back() = std::make_unique<CDBValueMap>(field, value_maps_++);
+                const CDBHash* index = indexes_.GetHash(field);
+                values_.back()->Reset(index != nullptr ? index->GetBucketCount() : 1);
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        return ENGINE_MEMORY;
+    }
+    return ENGINE_OK;
+}
+
+// The values of a field of this table that is indexed or unique, else null.
+CDBValueMap* CDBTable::GetValues(const CDBField* field) const {
+    const uint32_t at = field != nullptr ? field->GetIndex() : UINT32_MAX;
+    return at < values_.size() && schema_.GetField(at) == field ? values_[at].get() : nullptr;
+}
+
+// The links of the indexes may lie in the records: they are let go of first.
+void CDBTable::DestroyRecords(CDBHash* list) {
     for (CDBCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_) {
         cursor->OnTableEmptied();
     }
-    const CDBHashNode* link = list->GetHeadHashNode(0);
-    for (; link != nullptr; link = link->next) {
-        delete link->record;
+    for (const auto& values : values_) {
+        if (values != nullptr) {
+            values->Reset(1);
+        }
+    }
+    indexes_.DeleteFieldHashes();
+    CDBHashNode* link = list->TakeChain(0);
+    while (link != nullptr) {
+        CDBHashNode* next = link->next;
+        CDBNode* record = link->record;
+        list->FreeLink(link);
+        delete record;
+        link = next;
     }
 }
 
 int32_t CDBTable::Term() {
-    const CDBHash* list = indexes_.GetHash(nullptr);
+    CDBHash* list = indexes_.GetHash(nullptr);
     if (list == nullptr) {
         return ENGINE_OK;
     }
@@ -51,6 +129,7 @@ int32_t CDBTable::Term() {
     indexes_.DeleteAllHash();
     indexes_.AddHash(nullptr);
     record_count_ = 0;
+    content_size_ = 0;
     return ENGINE_OK;
 }
 
@@ -63,22 +142,27 @@ CDBHash* CDBTable::GetRecordList() {
     return list;
 }
 
-int32_t CDBTable::CreateNode(CDBNode** out) {
-    *out = new (std::nothrow) CDBNode;
+int32_t CDBTable::CreateNode(CDBNode** out, const CDBNodeRoom& room) {
+    CDBNodeRoom needed = room;
+    needed.links = indexes_.GetSize();
+    needed.keys = value_maps_;
+    *out = CDBNode::Create(needed);
     return *out != nullptr ? ENGINE_OK : ENGINE_MEMORY;
 }
 
-int32_t CDBTable::CloneNode(CDBNode** out, const CDBNode* source) {
-    std::unique_ptr<CDBNode> copy(new (std::nothrow) CDBNode);
-    if (copy == nullptr) {
+int32_t CDBTable::CloneNode(CDBNode** out, const CDBNode* source,
+                            const std::vector<DATASTRUCT*>& changes) {
+    CDBNode* made = nullptr;
+    if (CreateNode(&made, GetRoom(source, changes)) != ENGINE_OK) {
         return ENGINE_MEMORY;
     }
+    std::unique_ptr<CDBNode> copy(made);
     for (const CDBNodeValue* v = source->GetHead(); v != nullptr; v = v->GetNext()) {
         DATASTRUCT value;
         value.field = v->GetField();
         value.data = const_cast<void*>(v->GetData());
         value.length = v->GetLength();
-        const int32_t status = copy->PutNodeValue(&value);
+        const int32_t status = copy->PutNodeValue(&value, GetReserve(v, changes));
         if (status != ENGINE_OK) {
             return status;
         }
@@ -87,13 +171,40 @@ int32_t CDBTable::CloneNode(CDBNode** out, const CDBNode* source) {
     return ENGINE_OK;
 }
 
+int32_t CDBTable::LinkValues(CDBNode* record) {
+    for (const auto& values : values_) {
+        if (values != nullptr && values->Add(record) != ENGINE_OK) {
+            UnlinkValues(record);
+            return ENGINE_MEMORY;
+        }
+    }
+    return ENGINE_OK;
+}
+
+void CDBTable::UnlinkValues(CDBNode* record) {
+    for (const auto& values : values_) {
+        if (values != nullptr) {
+            values->Remove(record);
+        }
+    }
+}
+
 int32_t CDBTable::InsertNode(CDBNode* record) {
-    if (GetRecordList() == nullptr) {
+    if (GetRecordList() == nullptr || record->GetKeyCount() != value_maps_) {
         return ENGINE_MEMORY;
     }
-    const int32_t status = indexes_.AddHashNode(record);
+    record->SetSequence(next_sequence_);
+    int32_t status = indexes_.AddHashNode(record);
     if (status == ENGINE_OK) {
+        status = LinkValues(record);
+        if (status != ENGINE_OK) {
+            indexes_.DeleteHashNode(record);
+        }
+    }
+    if (status == ENGINE_OK) {
+        ++next_sequence_;
         ++record_count_;
+        content_size_ += GetStoredSize(record);
     }
     return status;
 }
@@ -105,6 +216,11 @@ int32_t CDBTable::ReleaseNode(CDBNode* record, const CDBCursor* caller) {
             cursor->OnRecordReleased(record);
         }
     }
+    CDBHash* list = indexes_.GetHash(nullptr);
+    if (list != nullptr && list->Holds(record)) {
+        UnlinkValues(record);
+        content_size_ -= GetStoredSize(record);
+    }
     const int32_t status = indexes_.DeleteHashNode(record);
     --record_count_;
     return status;
@@ -115,6 +231,14 @@ int32_t CDBTable::DeleteNode(CDBNode* record) {
     return ENGINE_OK;
 }
 
+// The first `most` matches of an equality into matches_, as the walk of the field's index or, where
+// there is none, of all records would find them. False when it must be walked after all.
+bool CDBTable::FindMatches(const DATASTRUCT* key, size_t most) {
+    CDBValueMap* values = GetValues(key->field);
+    matches_.clear();
+    return values != nullptr && values->FindEqual(key, most, &matches_);
+}
+
 int32_t CDBTable::FindNodes(CDBSearch* search, const DATASTRUCT* key) {
     if (search == nullptr) {
         return ENGINE_MEMORY;
@@ -122,6 +246,21 @@ int32_t CDBTable::FindNodes(CDBSearch* search, const DATASTRUCT* key) {
     if (search->GetFirstCache() != nullptr) {
         return search->CacheNodesNext(key);
     }
+    try {
+        if (key != nullptr && key->compare == VAMEL_EQUAL && FindMatches(key, SIZE_MAX)) {
+            const int32_t status = search->CacheMatches(&matches_);
+            if (matches_.capacity() > kMostKept) {
+                std::vector<CDBNode*>().swap(matches_);
+            }
+            return status;
+        }
+        return Walk(search, key);
+    } catch (const std::bad_alloc&) {
+        return ENGINE_MEMORY;
+    }
+}
+
+int32_t CDBTable::Walk(CDBSearch* search, const DATASTRUCT* key) {
     const CDBHash* index = nullptr;
     if (key != nullptr && key->compare == VAMEL_EQUAL) {
         index = indexes_.GetHash(key->field);
@@ -132,16 +271,20 @@ int32_t CDBTable::FindNodes(CDBSearch* search, const DATASTRUCT* key) {
     if (index == nullptr) {
         return ENGINE_MEMORY;
     }
-    try {
-        return search->CacheNodesFirst(index, key);
-    } catch (const std::bad_alloc&) {
-        return ENGINE_MEMORY;
+    if (key == nullptr) {
+        return search->CacheNodesAll(index, static_cast<size_t>(std::max(record_count_, 0)));
     }
+    return search->CacheNodesFirst(index, key);
 }
 
-// Whether a record other than the first match, when that is `replaced`, matches the value. Throws
-// std::bad_alloc.
+// Whether a record other than `replaced` matches the value, by the value's own comparison code:
+// that is when the first match is another one, or there is a second. Throws std::bad_alloc.
 bool CDBTable::IsTaken(const DATASTRUCT* value, const CDBNode* replaced) {
+    const bool equality = value->compare < VAMEL_LESS || value->compare > VAMEL_GREATER_OR_EQUAL;
+    if (equality && FindMatches(value, 2)) {
+        return std::any_of(matches_.begin(), matches_.end(),
+                           [replaced](const CDBNode* match) { return match != replaced; });
+    }
     const CDBHash* index = indexes_.GetHash(value->field);
     if (index == nullptr) {
         index = GetRecordList();
@@ -149,13 +292,7 @@ bool CDBTable::IsTaken(const DATASTRUCT* value, const CDBNode* replaced) {
     if (index == nullptr) {
         throw std::bad_alloc();
     }
-    CDBSearch search;
-    search.CacheNodesFirst(index, value);
-    const CDBNode* match = search.GetFirstCache();
-    if (match != nullptr && match == replaced) {
-        match = search.GetNextCache();
-    }
-    return match != nullptr;
+    return CDBSearch::HasMatch(index, value, replaced);
 }
 
 int32_t CDBTable::PutNodeValue(CDBNode* record, const DATASTRUCT* value, const CDBNode* replaced) {

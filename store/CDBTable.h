@@ -2,18 +2,26 @@
 #define VAMEL_STORE_CDBTABLE_H
 
 #include <cstdint>
+#include <memory>
+#include <vector>
 
 #include "store/CDBCursor.h"
 #include "store/CDBFieldArray.h"
 #include "store/CDBHashMap.h"
 #include "store/CDBNode.h"
 #include "store/CDBSearch.h"
+#include "store/CDBValueMap.h"
 
 // The one in-memory table of a database: its schema, its records and the indexes that link them.
 //
 //   schema   a copy of the environment's fields, filled once
 //   indexes  [0] all records, in order of insertion   [1..] one for each indexed field
+//   values   for each indexed or unique field: from a value to the records that hold it, which
+//            answers equality without a walk; the results are those of the walk
 //   cursors  those that may refer to records first, the others behind them
+//
+// Records are numbered in the order of insertion, in which every chain and every fresh result set
+// ascends.
 //
 // Records that are linked in belong to the table, all others to the caller. All operations give an
 // engine status; none throws. One thread at a time.
@@ -27,6 +35,8 @@ class CDBTable {
     CDBFieldArray* GetFields() { return &schema_; }
     CDBHashMap* GetIndexes() { return &indexes_; }
     int32_t GetRecordCount() const { return record_count_; }
+    // The bytes that the linked records' values take in a file, numbers and lengths included.
+    uint64_t GetContentSize() const { return content_size_; }
 
     // Copy the schema and add the indexes. ENGINE_OK, ENGINE_MEMORY, or ENGINE_EMPTY_SCHEMA.
     // Indexes made before stay: a table is initialised once.
@@ -36,12 +46,14 @@ class CDBTable {
     // and uniqueness are then tested against all records. ENGINE_OK.
     int32_t Term();
 
-    // A new empty record, null when memory is short. ENGINE_OK or ENGINE_MEMORY.
-    static int32_t CreateNode(CDBNode** out);
+    // A new empty record, null when memory is short; `room` tells what its values will need. To be
+    // linked into this table only. ENGINE_OK or ENGINE_MEMORY.
+    int32_t CreateNode(CDBNode** out, const CDBNodeRoom& room = CDBNodeRoom());
 
-    // A new record with copies of all values, not linked in. ENGINE_OK; ENGINE_MEMORY, *out
-    // untouched.
-    static int32_t CloneNode(CDBNode** out, const CDBNode* source);
+    // A new record with copies of all values, not linked in, with room for `changes` to them.
+    // ENGINE_OK; ENGINE_MEMORY, *out untouched.
+    int32_t CloneNode(CDBNode** out, const CDBNode* source,
+                      const std::vector<DATASTRUCT*>& changes = {});
 
     // Link a record into every index; the table then owns it. ENGINE_OK, or ENGINE_MEMORY and
     // nothing changed.
@@ -75,12 +87,23 @@ class CDBTable {
 
   private:
     CDBHash* GetRecordList();
+    CDBValueMap* GetValues(const CDBField* field) const;
+    int32_t MakeValueMaps();
+    int32_t LinkValues(CDBNode* record);
+    void UnlinkValues(CDBNode* record);
     bool IsTaken(const DATASTRUCT* value, const CDBNode* replaced);
-    void DestroyRecords(const CDBHash* list);
+    bool FindMatches(const DATASTRUCT* key, size_t most);
+    int32_t Walk(CDBSearch* search, const DATASTRUCT* key);
+    void DestroyRecords(CDBHash* list);
 
     CDBFieldArray schema_;
     CDBHashMap indexes_;
+    std::vector<std::unique_ptr<CDBValueMap>> values_;  // by field; null where there is none
+    uint32_t value_maps_ = 0;
     int32_t record_count_ = 0;
+    uint64_t next_sequence_ = 1;
+    uint64_t content_size_ = 0;
+    std::vector<CDBNode*> matches_;  // of one look-up; kept so that it need not grow each time
     CDBCursor* first_cursor_ = nullptr;
     CDBCursor* last_cursor_ = nullptr;
 };

@@ -74,25 +74,26 @@ extern "C" {
  * The one table of result codes: name, value, text. The constants below, and the names and texts
  * of vamel/errors.h, are made from it.
  */
-#define VAMEL_RESULT_CODES(X)                                                                    \
-    X(VAMEL_OK, 0, "done")                                                                       \
-    X(VAMEL_ROW, 1, "a record is now current")                                                   \
-    X(VAMEL_DONE, 2, "no record is current: the result set is exhausted or empty")               \
-    X(VAMEL_UNKNOWN_FIELD, 3, "the table has no field of that name")                             \
-    X(VAMEL_NO_FILE, 4, "there was no database file: the table is empty")                        \
-    X(VAMEL_NOT_WRITTEN, 5, "the database is damaged: closed without writing")                   \
-    X(VAMEL_FIELDS_SKIPPED, 6, "read, but some stored fields or values did not match the table") \
-    X(VAMEL_ERR_UNKNOWN, -1, "unexpected internal status")                                       \
-    X(VAMEL_ERR_DAMAGED, -2, "the database is damaged by an earlier failure")                    \
-    X(VAMEL_ERR_ARGUMENT, -3, "null argument, unknown option, no result set, or empty table")    \
-    X(VAMEL_ERR_MEMORY, -4, "out of memory, or a conversion failed")                             \
-    X(VAMEL_ERR_NO_VALUE, -5, "no record is current, or it has no value for the field")          \
-    X(VAMEL_ERR_FIELD, -6, "no field of that name, or the field has another type")               \
-    X(VAMEL_ERR_FORMAT, -7, "the database file is empty or malformed")                           \
-    X(VAMEL_ERR_IO, -8, "the database file cannot be written or positioned")                     \
-    X(VAMEL_ERR_READ, -9, "the database file exists but cannot be opened for reading")           \
-    X(VAMEL_ERR_DUPLICATE, -10, "a unique field's value is already held by another record")      \
-    X(VAMEL_ERR_CHECKSUM, -11, "the database file's checksum does not match")                    \
+#define VAMEL_RESULT_CODES(X)                                                                 \
+    X(VAMEL_OK, 0, "done")                                                                    \
+    X(VAMEL_ROW, 1, "a record is now current")                                                \
+    X(VAMEL_DONE, 2, "no record is current: the result set is exhausted or empty")            \
+    X(VAMEL_UNKNOWN_FIELD, 3, "the table has no field of that name")                          \
+    X(VAMEL_NO_FILE, 4, "there was no database file: the table is empty")                     \
+    X(VAMEL_NOT_WRITTEN, 5, "the database is damaged: closed without writing")                \
+    X(VAMEL_FIELDS_SKIPPED, 6,                                                                \
+      "read, but values of stored fields that did not match were skipped")                    \
+    X(VAMEL_ERR_UNKNOWN, -1, "unexpected internal status")                                    \
+    X(VAMEL_ERR_DAMAGED, -2, "the database is damaged by an earlier failure")                 \
+    X(VAMEL_ERR_ARGUMENT, -3, "null argument, unknown option, no result set, or empty table") \
+    X(VAMEL_ERR_MEMORY, -4, "out of memory, or a conversion failed")                          \
+    X(VAMEL_ERR_NO_VALUE, -5, "no record is current, or it has no value for the field")       \
+    X(VAMEL_ERR_FIELD, -6, "no field of that name, or the field has another type")            \
+    X(VAMEL_ERR_FORMAT, -7, "the database file is empty or malformed")                        \
+    X(VAMEL_ERR_IO, -8, "the database file cannot be written or positioned")                  \
+    X(VAMEL_ERR_READ, -9, "the database file exists but cannot be opened for reading")        \
+    X(VAMEL_ERR_DUPLICATE, -10, "a unique field's value is already held by another record")   \
+    X(VAMEL_ERR_CHECKSUM, -11, "the database file's checksum does not match")                 \
     X(VAMEL_ERR_SCHEMA, -12, "field defined twice, too many fields, or no field defined")
 
 #define VAMEL_RESULT_ENUMERATOR(name, value, text) name = (value),
@@ -225,22 +226,23 @@ VAMEL_API int32_t vamel_set_env(vamel_env* env, uint32_t option, const void* val
  *   db_out  receives the database; the host closes it with vamel_close.
  *
  * A main file (or backup) that is empty, malformed or fails its checksum is REMOVED. The result of
- * a backup that was read replaces the main file's. A main file whose records could be read only in
- * part (VAMEL_FIELDS_SKIPPED, VAMEL_ERR_DUPLICATE) keeps what it loaded, and the backup's records
- * are loaded on top. After a main file whose records were malformed, a table loaded from the
- * backup keeps no index by field, as after vamel_rollback.
+ * a backup that exists, good or bad, replaces the main file's. A main file whose records could be
+ * read only in part (VAMEL_FIELDS_SKIPPED, VAMEL_ERR_DUPLICATE, VAMEL_ERR_MEMORY) keeps what it
+ * loaded, and the backup's records are loaded on top. After a main file whose records were
+ * malformed, a table loaded from the backup keeps no index by field, as after vamel_rollback.
  *
  * VAMEL_OK              read.
  * VAMEL_NO_FILE         neither file exists: the table is empty and the handle is valid. The file
  *                       is made by the first commit or close that finds a record.
- * VAMEL_FIELDS_SKIPPED  read; a stored field, or a value of one, matched no field of the
- *                       environment by name and type and was skipped. The handle is valid.
+ * VAMEL_FIELDS_SKIPPED  read; a value was skipped whose stored field matched no field of the
+ *                       environment by name and type. The handle is valid. (A stored field that
+ *                       matches none and has no values gives VAMEL_OK.)
  * VAMEL_ERR_ARGUMENT    path, the string behind it, env or db_out is null; *db_out is untouched.
  * VAMEL_ERR_MEMORY      out of memory; *db_out is untouched if the database object itself could
  *                       not be had, else NULL.
  * VAMEL_ERR_SCHEMA      the environment defines no field.
- * VAMEL_ERR_FORMAT      the file is empty or malformed, and has been removed.
- * VAMEL_ERR_CHECKSUM    the file's checksum does not match; the file has been removed.
+ * VAMEL_ERR_FORMAT      the file is empty or malformed, and is removed where its folder allows it.
+ * VAMEL_ERR_CHECKSUM    the file's checksum does not match; the file is removed likewise.
  * VAMEL_ERR_IO          the file cannot be positioned.
  * VAMEL_ERR_READ        the file exists but cannot be opened for reading.
  * VAMEL_ERR_DUPLICATE   two stored records hold the same value of a unique field.
@@ -311,14 +313,15 @@ VAMEL_API int32_t vamel_commit(vamel_db* db);
  * Empties the table and reads it again from the database file, or from the backup file where the
  * main file cannot be read at all (a bad checksum does not count); then leaves the lock whatever
  * the result. Removes no file. The result sets of all statements are emptied, and no record is
- * current: the next step or reset gives VAMEL_DONE.
+ * current: the next step or reset of one that has selected gives VAMEL_DONE.
  *
  * From here on the table keeps no index by field: equality and uniqueness are tested against all
  * records (see docs/behaviour.md for what that changes).
  *
  * VAMEL_OK              read.
- * VAMEL_NO_FILE         no file was there to read; the table is empty.
- * VAMEL_FIELDS_SKIPPED  read; some stored fields or values matched no field and were skipped.
+ * VAMEL_NO_FILE         there was no file, or the main file could not be read and the backup that
+ *                       is set is missing; the table is empty.
+ * VAMEL_FIELDS_SKIPPED  read; some values were skipped, as in vamel_open.
  * VAMEL_ERR_DAMAGED     refused; the table is as it was.
  * VAMEL_ERR_ARGUMENT    db is null (no lock is left).
  * VAMEL_ERR_MEMORY      out of memory; the table holds the records read so far.
@@ -450,7 +453,7 @@ VAMEL_API int32_t vamel_clear_bind(vamel_stmt* stmt);
  * The tests are made in this order; a result other than VAMEL_OK leaves *value_out untouched:
  *
  * VAMEL_ERR_ARGUMENT   stmt, name, the string behind it or value_out is null.
- * VAMEL_ERR_MEMORY     the name cannot be converted.
+ * VAMEL_ERR_MEMORY     out of memory.
  * VAMEL_ERR_ARGUMENT   the database was closed.
  * VAMEL_UNKNOWN_FIELD  the table has no field of that name (binding gives VAMEL_ERR_FIELD).
  * VAMEL_ERR_FIELD      the field has another type.
@@ -511,7 +514,8 @@ VAMEL_API int32_t vamel_insert(vamel_db* db, vamel_stmt* stmt);
 /*
  * Replaces the current record by a copy changed by the bound values. The copy is a new record, the
  * last of the table. The old one leaves every result set: the record before it becomes current
- * (none if it was the first), and the next step goes on to the record that followed it.
+ * (none if it was the first, or if a select has been run since), and the next step goes on to the
+ * record that followed it.
  *
  *   db, stmt  as with vamel_insert.
  *
@@ -528,10 +532,10 @@ VAMEL_API int32_t vamel_update(vamel_db* db, vamel_stmt* stmt);
 
 /*
  * Removes the current record from the table and from every result set: the record before it
- * becomes current (none if it was the first), and the next step goes on to the record that
- * followed it, so that a loop of step and delete meets every record once. Another statement on
- * whose cursor the record stood steps back likewise; one whose cursor stood behind it keeps its
- * cursor's number and so skips a record at its next step.
+ * becomes current (none if it was the first, or if a select has been run since), and the next step
+ * goes on to the record that followed it, so that a loop of step and delete meets every record
+ * once. Another statement on whose cursor the record stood steps back likewise; one whose cursor
+ * stood behind it keeps its cursor's number and so skips a record at its next step.
  *
  *   db, stmt  as with vamel_insert.
  *

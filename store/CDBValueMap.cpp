@@ -1,0 +1,307 @@
+#include "store/CDBValueMap.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "base/BigEndian.h"
+#include "base/CalcHashValue.h"
+#include "base/Status.h"
+
+namespace {
+
+// The last step of a hash: every bit of the input reaches every bit of the result.
+uint32_t Mix(uint64_t h) {
+    h ^= h >> 32;
+    h *= 0xd6e8feb86659fd93U;
+    h ^= h >> 32;
+    h *= 0xd6e8feb86659fd93U;
+    return static_cast<uint32_t>(h >> 32);
+}
+
+uint32_t HashBytes(const void* data, uint32_t length) {
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    uint64_t h = length * 0x9e3779b97f4a7c15U;
+    uint64_t word;
+    for (; length >= sizeof word; length -= 8, bytes += 8) {
+        std::memcpy(&word, bytes, sizeof word);
+        h = (h ^ word) * 0xff51afd7ed558ccdU;
+        h ^= h >> 32;
+    }
+    word = 0;
+    if (length != 0) {
+        std::memcpy(&word, bytes, length);
+    }
+    return Mix(h ^ word);
+}
+
+}  // namespace
+
+void CDBValueMap::Clear() {
+    std::free(first_);
+    first_ = nullptr;
+    hashes_ = nullptr;
+    capacity_ = 0;
+    used_ = 0;
+    irregular_ = 0;
+    length_ = 0;
+    lengths_differ_ = false;
+    order_.reset();
+}
+
+void CDBValueMap::Reset(uint32_t buckets) {
+    Clear();
+    buckets_ = buckets;
+}
+
+CDBValueMap::Value CDBValueMap::ValueOf(const CDBNode* record) const {
+    const CDBNodeValue* value = record->SearchNodeValue(field_);
+    if (value == nullptr) {
+        return {nullptr, 0};
+    }
+    return {value->GetData(), value->GetLength()};
+}
+
+uint32_t CDBValueMap::Hash(const Value& value) const {
+    if (IsInteger()) {
+        return Mix(static_cast<uint32_t>(LoadInteger(value.data, value.length)));
+    }
+    return HashBytes(value.data, value.length);
+}
+
+bool CDBValueMap::IsSame(const Value& a, const Value& b) const {
+    if (IsInteger()) {
+        return LoadInteger(a.data, a.length) == LoadInteger(b.data, b.length);
+    }
+    return a.length == b.length && std::memcmp(a.data, b.data, a.length) == 0;
+}
+
+// An integer of 4 bytes, or bytes of which only the last is zero.
+bool CDBValueMap::IsRegular(const Value& value) const {
+    if (IsInteger()) {
+        return value.length == 4;
+    }
+    const auto* bytes = static_cast<const unsigned char*>(value.data);
+    return std::memchr(bytes, 0, value.length) == bytes + value.length - 1;
+}
+
+// Whether the key's own ring is all that can equal it.
+bool CDBValueMap::IsOneProbe(const Value& key) const {
+    return IsInteger() || (irregular_ == 0 && IsRegular(key)) ||
+           (!lengths_differ_ && length_ == key.length);
+}
+
+uint32_t CDBValueMap::BucketOf(const Value& value) const {
+    return CalcHashValue(value.data, value.length, buckets_);
+}
+
+uint32_t CDBValueMap::Home(uint32_t hash) const {
+    return static_cast<uint32_t>(static_cast<uint64_t>(hash) * capacity_ >> 32);
+}
+
+// The slot of the value's ring, or the free slot where it would begin. There is a free slot.
+uint32_t CDBValueMap::FindSlot(const Value& value, uint32_t hash) const {
+    uint32_t slot = Home(hash);
+    while (first_[slot] != nullptr &&
+           (hashes_[slot] != hash || !IsSame(ValueOf(first_[slot]), value))) {
+        slot = Next(slot);
+    }
+    return slot;
+}
+
+// The slot that begins with this record, or a free one when it is not the first of its ring.
+uint32_t CDBValueMap::FindSlotOf(const CDBNode* first) const {
+    uint32_t slot = Home(Hash(ValueOf(first)));
+    while (first_[slot] != nullptr && first_[slot] != first) {
+        slot = Next(slot);
+    }
+    return slot;
+}
+
+// Room for one more ring. False when memory is short.
+bool CDBValueMap::Grow() {
+    if (used_ + 1 <= capacity_ / 5 * 4) {
+        return true;
+    }
+    const uint64_t wanted =
+        std::max<uint64_t>(20, capacity_ + static_cast<uint64_t>(capacity_) / 2);
+    if (wanted > UINT32_MAX || wanted > SIZE_MAX / (sizeof(CDBNode*) + sizeof(uint32_t))) {
+        return false;
+    }
+    const auto capacity = static_cast<uint32_t>(wanted);
+    auto* first =
+        static_cast<CDBNode**>(std::calloc(capacity, sizeof(CDBNode*) + sizeof(uint32_t)));
+    if (first == nullptr) {
+        return false;
+    }
+    auto* hashes = reinterpret_cast<uint32_t*>(first + capacity);
+    std::swap(first, first_);
+    std::swap(hashes, hashes_);
+    const uint32_t old_capacity = capacity_;
+    capacity_ = capacity;
+    for (uint32_t i = 0; i < old_capacity; ++i) {
+        if (first[i] != nullptr) {
+            uint32_t slot = Home(hashes[i]);
+            while (first_[slot] != nullptr) {
+                slot = Next(slot);
+            }
+            first_[slot] = first[i];
+            hashes_[slot] = hashes[i];
+        }
+    }
+    std::free(first);
+    return true;
+}
+
+// Closes the gap: what lies behind it and would be cut off from its home moves up.
+void CDBValueMap::EraseSlot(uint32_t slot) {
+    uint32_t gap = slot;
+    for (uint32_t i = Next(slot); first_[i] != nullptr; i = Next(i)) {
+        const uint32_t home = Home(hashes_[i]);
+        const bool stays = gap < i ? (home > gap && home <= i) : (home > gap || home <= i);
+        if (!stays) {
+            first_[gap] = first_[i];
+            hashes_[gap] = hashes_[i];
+            gap = i;
+        }
+    }
+    first_[gap] = nullptr;
+    --used_;
+}
+
+void CDBValueMap::StartRing(uint32_t slot, uint32_t hash, CDBNode* record) {
+    CDBKeyLink* link = record->GetKey(key_);
+    link->previous = record;
+    link->next = record;
+    first_[slot] = record;
+    hashes_[slot] = hash;
+    ++used_;
+    if (order_ != nullptr) {
+        try {
+            order_->Insert(record);
+        } catch (const std::bad_alloc&) {
+            order_.reset();  // made anew when it is needed
+        }
+    }
+}
+
+void CDBValueMap::JoinRing(CDBNode* first, CDBNode* record) {
+    CDBNode* last = first->GetKey(key_)->previous;
+    *record->GetKey(key_) = {last, first};
+    last->GetKey(key_)->next = record;
+    first->GetKey(key_)->previous = record;
+}
+
+void CDBValueMap::Count(const Value& value, int32_t by) {
+    if (!IsRegular(value)) {
+        irregular_ += static_cast<uint64_t>(static_cast<int64_t>(by));
+    }
+}
+
+int32_t CDBValueMap::Add(CDBNode* record) {
+    const Value value = ValueOf(record);
+    if (value.length == 0 || record->GetKey(key_)->next != nullptr) {
+        return ENGINE_OK;
+    }
+    if (!Grow()) {
+        return ENGINE_MEMORY;
+    }
+    const uint32_t hash = Hash(value);
+    if (used_ == 0) {
+        length_ = value.length;
+        lengths_differ_ = false;
+    }
+    lengths_differ_ = lengths_differ_ || value.length != length_;
+    const uint32_t slot = FindSlot(value, hash);
+    if (first_[slot] == nullptr) {
+        StartRing(slot, hash, record);
+    } else {
+        JoinRing(first_[slot], record);
+    }
+    Count(value, 1);
+    return ENGINE_OK;
+}
+
+void CDBValueMap::Remove(CDBNode* record) {
+    CDBKeyLink* link = record->GetKey(key_);
+    if (link->next == nullptr) {
+        return;
+    }
+    const uint32_t slot = FindSlotOf(record);
+    CDBNode* next = link->next;
+    if (first_[slot] == record) {
+        if (order_ != nullptr) {
+            next != record ? order_->Replace(record, next) : order_->Erase(record);
+        }
+        if (next != record) {
+            first_[slot] = next;
+        } else {
+            EraseSlot(slot);
+        }
+    }
+    link->previous->GetKey(key_)->next = next;
+    next->GetKey(key_)->previous = link->previous;
+    *link = CDBKeyLink();
+    Count(ValueOf(record), -1);
+}
+
+bool CDBValueMap::MakeOrder() {
+    if (order_ != nullptr) {
+        return true;
+    }
+    try {
+        auto order = std::make_unique<CDBValueOrder>(field_, buckets_);
+        for (uint32_t i = 0; i < capacity_; ++i) {
+            if (first_[i] != nullptr) {
+                order->Insert(first_[i]);
+            }
+        }
+        order_ = std::move(order);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
+// Equal integers can lie in different buckets when they are not 4 bytes long.
+void CDBValueMap::AppendRing(CDBNode* first, const Value& key, size_t most,
+                             std::vector<CDBNode*>* out) {
+    const bool all = buckets_ <= 1 || !IsInteger() || (irregular_ == 0 && key.length == 4);
+    const uint32_t bucket = all ? 0 : BucketOf(key);
+    CDBNode* record = first;
+    do {
+        if (all || BucketOf(ValueOf(record)) == bucket) {
+            out->push_back(record);
+        }
+        record = record->GetKey(key_)->next;
+    } while (record != first && out->size() < most);
+}
+
+bool CDBValueMap::FindEqual(const DATASTRUCT* key, size_t most, std::vector<CDBNode*>* out) {
+    const Value value = {key->data, key->length};
+    if (value.length == 0 || used_ == 0) {
+        return true;
+    }
+    try {
+        if (IsOneProbe(value)) {
+            CDBNode* first = first_[FindSlot(value, Hash(value))];
+            if (first != nullptr) {
+                AppendRing(first, value, most, out);
+            }
+            return true;
+        }
+        if (!MakeOrder()) {
+            return false;
+        }
+        std::vector<CDBNode*> rings;
+        order_->FindEqual(value.data, value.length, &rings);
+        for (size_t i = 0; i < rings.size() && out->size() < most; ++i) {
+            AppendRing(rings[i], value, most, out);
+        }
+    } catch (const std::bad_alloc&) {
+        out->clear();
+        return false;
+    }
+    return true;
+}

@@ -56,10 +56,8 @@ int32_t CVLStatement::count(uint32_t* count_out) const {
 
 // One block: the descriptor and, right behind it, the bytes.
 DATASTRUCT* CVLStatement::alloc_bind_data(const DATASTRUCT& value) {
-    if (value.length > SIZE_MAX - sizeof(DATASTRUCT)) {
-        return nullptr;
-    }
-    void* block = std::malloc(sizeof(DATASTRUCT) + value.length);
+    const size_t size = sizeof(DATASTRUCT) + value.length;
+    void* block = size > value.length ? std::malloc(size) : nullptr;  // it wraps on 32-bit hosts
     if (block == nullptr) {
         return nullptr;
     }

@@ -18,7 +18,11 @@ int32_t CVLStatement::CreateSearch(std::unique_ptr<CDBSearch>* old) {
     } else {
         previous.reset();
     }
-    cursor_.ExchangeSearch(std::unique_ptr<CDBSearch>(new (std::nothrow) CDBSearch));
+    std::unique_ptr<CDBSearch> made = std::move(spare_);
+    if (made == nullptr) {
+        made.reset(new (std::nothrow) CDBSearch);
+    }
+    cursor_.ExchangeSearch(std::move(made));
     return GetSearch() != nullptr ? VAMEL_OK : VAMEL_ERR_MEMORY;
 }
 
@@ -28,6 +32,13 @@ void CVLStatement::DeleteSearch() {
 
 void CVLStatement::RestoreSearch(std::unique_ptr<CDBSearch> old) {
     cursor_.ExchangeSearch(std::move(old));
+}
+
+void CVLStatement::RecycleSearch(std::unique_ptr<CDBSearch> old) {
+    if (old != nullptr && old->IsSmall()) {
+        old->Clear();
+        spare_ = std::move(old);
+    }
 }
 
 int32_t CVLStatement::MakeCurrent(CDBNode* record) {

@@ -32,6 +32,9 @@ class CVLStatement {
     void DeleteSearch();
     void RestoreSearch(std::unique_ptr<CDBSearch> old);
 
+    // Keep a result set that is done with, if it is small, for the next select to use again.
+    void RecycleSearch(std::unique_ptr<CDBSearch> old);
+
     // Move the cursor to the next or the first record. VAMEL_ROW, VAMEL_DONE, or VAMEL_ERR_ARGUMENT
     // without a result set.
     int32_t step();
@@ -49,8 +52,8 @@ class CVLStatement {
     void free_bind_data();
     const std::vector<DATASTRUCT*>& GetBindData() const { return bind_data_; }
 
-    // Take over a value that is handed out to the host. VAMEL_OK, or VAMEL_ERR_MEMORY: a string then
-    // stays the caller's, a buffer is destroyed.
+    // Take over a value that is handed out to the host. VAMEL_OK, or VAMEL_ERR_MEMORY: a string
+    // then stays the caller's, a buffer is destroyed.
     int32_t reg_fetch_str(CFStringRef string);
     int32_t reg_fetch_binary(std::unique_ptr<CCBuffer> buffer);
 
@@ -63,6 +66,7 @@ class CVLStatement {
     int32_t MakeCurrent(CDBNode* record);
 
     CDBCursor cursor_;
+    std::unique_ptr<CDBSearch> spare_;
     std::vector<DATASTRUCT*> bind_data_;
     std::vector<CFStringRef> fetch_str_;
     std::vector<std::unique_ptr<CCBuffer>> fetch_binary_;

@@ -131,6 +131,7 @@ int32_t vamel_select(vamel_db* db, vamel_stmt* stmt, uint32_t* count_out) {
         Object(stmt)->RestoreSearch(std::move(old));
         return DB_ERROR(status);
     }
+    Object(stmt)->RecycleSearch(std::move(old));
     if (count_out != nullptr) {
         Object(stmt)->count(count_out);
     }

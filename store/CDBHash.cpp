@@ -5,6 +5,15 @@
 #include "base/CalcHashValue.h"
 #include "base/Status.h"
 
+namespace {
+
+// Whether the link is the one that its record carries. The record is not looked at.
+bool IsCarried(const CDBHashNode* link) {
+    return link->record != nullptr && link == link->record->GetLink();
+}
+
+}  // namespace
+
 CDBHash::~CDBHash() {
     DeleteAllHashNodes();
     FreeHash();
@@ -20,15 +29,41 @@ int32_t CDBHash::AllocHash(uint32_t count) {
 int32_t CDBHash::FreeHash() {
     delete[] buckets_;
     buckets_ = nullptr;
+    list_ = nullptr;
     return ENGINE_OK;
 }
 
+// The chains that the index would have if it had been told of every record. False, and as it was,
+// when memory is short.
+bool CDBHash::MakeChains() {
+    const CDBHash* list = list_;
+    if (list == nullptr) {
+        return true;
+    }
+    list_ = nullptr;
+    const CDBHashNode* link = list->GetHeadHashNode(0);
+    while (link != nullptr && Add(link->record) == ENGINE_OK) {
+        link = link->next;
+    }
+    if (link != nullptr) {
+        DeleteAllHashNodes();
+        AllocHash(count_);
+        list_ = buckets_ != nullptr ? list : nullptr;
+        return false;
+    }
+    return true;
+}
+
 CDBHashNode* CDBHash::GetHeadHashNode(uint32_t bucket) const {
+    // Which chains there are does not change, only whether they have been made.
+    if (list_ != nullptr && !const_cast<CDBHash*>(this)->MakeChains()) {
+        return nullptr;
+    }
     return buckets_ != nullptr && bucket < count_ ? buckets_[bucket].head : nullptr;
 }
 
 void CDBHash::PushHashNode(uint32_t hash, CDBHashNode* link) {
-    if (link == nullptr || buckets_ == nullptr) {
+    if (link == nullptr || buckets_ == nullptr || !MakeChains()) {
         return;
     }
     Bucket& bucket = buckets_[hash % count_];
@@ -40,7 +75,7 @@ void CDBHash::PushHashNode(uint32_t hash, CDBHashNode* link) {
         bucket.tail->next = link;
     }
     bucket.tail = link;
-    ++links_;
+    heap_links_ += IsCarried(link) ? 0 : 1;
 }
 
 void CDBHash::PopHashNode(uint32_t hash, CDBHashNode* link) {
@@ -58,7 +93,7 @@ void CDBHash::PopHashNode(uint32_t hash, CDBHashNode* link) {
     } else {
         link->next->previous = link->previous;
     }
-    --links_;
+    heap_links_ -= IsCarried(link) ? 0 : 1;
 }
 
 CDBHashNode* CDBHash::SearchHashNode(uint32_t bucket, const CDBNode* record) const {
@@ -70,15 +105,11 @@ CDBHashNode* CDBHash::SearchHashNode(uint32_t bucket, const CDBNode* record) con
 }
 
 // The record's own link if it is free, else one from the heap; null when memory is short.
-CDBHashNode* CDBHash::TakeLink(CDBNode* record, uint32_t bucket) {
-    CDBHashNode* own = record->GetLink(place_);
-    if (own != nullptr && own->record == nullptr) {
-        *record->GetBucket(place_) = static_cast<uint16_t>(bucket);
-        own->record = record;
-        ++own_links_;
-        return own;
+CDBHashNode* CDBHash::TakeLink(CDBNode* record) {
+    CDBHashNode* link = record->GetLink();
+    if (!uses_record_links_ || link->record != nullptr) {
+        link = new (std::nothrow) CDBHashNode;
     }
-    auto* link = new (std::nothrow) CDBHashNode;
     if (link != nullptr) {
         link->record = record;
     }
@@ -86,31 +117,31 @@ CDBHashNode* CDBHash::TakeLink(CDBNode* record, uint32_t bucket) {
 }
 
 CDBHashNode* CDBHash::FindLink(CDBNode* record, uint32_t bucket) const {
-    CDBHashNode* own = record->GetLink(place_);
-    if (own != nullptr && own->record != nullptr && *record->GetBucket(place_) == bucket) {
-        return own;
+    if (uses_record_links_ && record->GetLink()->record != nullptr) {
+        return record->GetLink();
     }
-    return links_ != own_links_ ? SearchHashNode(bucket, record) : nullptr;
+    return heap_links_ != 0 || list_ != nullptr ? SearchHashNode(bucket, record) : nullptr;
 }
 
 void CDBHash::FreeLink(CDBHashNode* link) {
-    CDBNode* record = own_links_ != 0 ? link->record : nullptr;
-    if (record != nullptr && link == record->GetLink(place_)) {
+    if (IsCarried(link)) {
         link->record = nullptr;
-        --own_links_;
     } else {
         delete link;
     }
 }
 
-int32_t CDBHash::AddHashNode(CDBNode* record) {
-    const uint32_t bucket = BucketOf(record);
-    CDBHashNode* link = TakeLink(record, bucket);
+int32_t CDBHash::Add(CDBNode* record) {
+    CDBHashNode* link = TakeLink(record);
     if (link == nullptr) {
         return ENGINE_MEMORY;
     }
-    PushHashNode(bucket, link);
+    PushHashNode(BucketOf(record), link);
     return ENGINE_OK;
+}
+
+int32_t CDBHash::AddHashNode(CDBNode* record) {
+    return MakeChains() ? Add(record) : ENGINE_MEMORY;
 }
 
 int32_t CDBHash::DeleteHashNode(CDBNode* record) {
@@ -133,9 +164,8 @@ uint32_t CDBHash::GetHashValue(const DATASTRUCT* value) const {
 }
 
 int32_t CDBHash::DeleteAllHashNodes() {
-    // Where every link lies in its record there is nothing to free, and no chain to walk.
-    const bool all_own = links_ == own_links_;
-    for (uint32_t i = 0; !all_own && buckets_ != nullptr && i < count_; ++i) {
+    // Where records carry every link there is nothing to free, and no chain to walk.
+    for (uint32_t i = 0; heap_links_ != 0 && buckets_ != nullptr && i < count_; ++i) {
         CDBHashNode* link = buckets_[i].head;
         while (link != nullptr) {
             CDBHashNode* next = link->next;
@@ -143,6 +173,7 @@ int32_t CDBHash::DeleteAllHashNodes() {
             link = next;
         }
     }
+    heap_links_ = 0;
     return ENGINE_OK;
 }
 
@@ -150,6 +181,7 @@ CDBHashNode* CDBHash::TakeChain(uint32_t bucket) {
     CDBHashNode* link = GetHeadHashNode(bucket);
     if (link != nullptr) {
         buckets_[bucket] = Bucket();
+        heap_links_ = 0;
     }
     return link;
 }

@@ -15,16 +15,13 @@
 // An index without a field holds every record in bucket 0: it is the table's list of records. The
 // index owns its links, never the records. A record leaves the index before its value changes.
 //
-// A record with room for it carries its own link, so that adding it takes no memory and removing it
-// no search; other links lie on the heap.
+// Within a map the list of records uses the link that every record carries, so that adding a record
+// takes no memory and removing it no search; and the chains of the other indexes, which say what a
+// look-up finds but are seldom walked, are made from the list when they are first asked for.
 class CDBHash {
   public:
-    static constexpr uint32_t kNoPlace = UINT32_MAX;
-
     CDBHash() = default;
-    // `place` is the number of the records' own links for this index.
-    CDBHash(CDBField* field, uint32_t count, uint32_t place = kNoPlace)
-        : count_(count), field_(field), place_(place) {}
+    CDBHash(CDBField* field, uint32_t count) : count_(count), field_(field) {}
     CDBHash(const CDBHash&) = delete;
     CDBHash& operator=(const CDBHash&) = delete;
     ~CDBHash();
@@ -39,7 +36,8 @@ class CDBHash {
     // Give up the buckets, not the links. ENGINE_OK.
     int32_t FreeHash();
 
-    // The first link of a bucket; null for a bucket that is empty or does not exist.
+    // The first link of a bucket; null for a bucket that is empty or does not exist, and where
+    // there is no memory to make the chains.
     CDBHashNode* GetHeadHashNode(uint32_t bucket) const;
 
     // Append a link to a bucket, or take it out without freeing it; the bucket's number is reduced
@@ -64,18 +62,23 @@ class CDBHash {
     uint32_t GetHashValue(const CDBNodeValue* value) const;
     uint32_t GetHashValue(const DATASTRUCT* value) const;
 
-    // Free every link and leave the buckets as they are, for buckets that are about to go. Links
-    // that lie in records go with them. ENGINE_OK.
-    int32_t DeleteAllHashNodes();
-
-    // Free a link that was taken out; one that lies in its record becomes the record's again.
-    void FreeLink(CDBHashNode* link);
-
-    // Take the whole chain of a bucket out: its first link.
-    CDBHashNode* TakeChain(uint32_t bucket);
-
     // The bucket of a record: that of its value, 0 without one.
     uint32_t BucketOf(const CDBNode* record) const;
+
+    // Free every link and leave the buckets as they are, for buckets that are about to go. Links
+    // that records carry go with them. ENGINE_OK.
+    int32_t DeleteAllHashNodes();
+
+    // For the map: use the links that records carry; make the chains from `list` when they are
+    // first asked for, before which the index stands for whatever the list holds.
+    void UseRecordLinks() { uses_record_links_ = true; }
+    void FollowList(const CDBHash* list) { list_ = list; }
+    const CDBHash* GetList() const { return list_; }  // null once the chains are made
+
+    // Take the whole chain of a bucket out: its first link. Free a link that was taken out; one
+    // that a record carries becomes the record's again.
+    CDBHashNode* TakeChain(uint32_t bucket);
+    void FreeLink(CDBHashNode* link);
 
   private:
     struct Bucket {
@@ -83,15 +86,17 @@ class CDBHash {
         CDBHashNode* tail = nullptr;
     };
 
-    CDBHashNode* TakeLink(CDBNode* record, uint32_t bucket);
+    bool MakeChains();
+    int32_t Add(CDBNode* record);
+    CDBHashNode* TakeLink(CDBNode* record);
     CDBHashNode* FindLink(CDBNode* record, uint32_t bucket) const;
 
     uint32_t count_ = 1;
     Bucket* buckets_ = nullptr;
     CDBField* field_ = nullptr;
-    uint32_t place_ = kNoPlace;
-    uint64_t links_ = 0;      // in the buckets
-    uint64_t own_links_ = 0;  // of these, those that lie in their records
+    const CDBHash* list_ = nullptr;
+    bool uses_record_links_ = false;
+    uint64_t heap_links_ = 0;  // links in the buckets that no record carries
 };
 
 #endif

@@ -18,9 +18,15 @@ uint32_t BucketCount(const CDBField* field) {
 
 int32_t CDBHashMap::AddHash(CDBField* field) {
     const uint32_t count = BucketCount(field);
-    std::unique_ptr<CDBHash> hash(new (std::nothrow) CDBHash(field, count, GetSize()));
+    std::unique_ptr<CDBHash> hash(new (std::nothrow) CDBHash(field, count));
     if (hash == nullptr || hash->AllocHash(count) != ENGINE_OK) {
         return ENGINE_MEMORY;
+    }
+    const CDBHash* list = GetHash(nullptr);
+    if (field != nullptr && list != nullptr && list->GetHeadHashNode(0) == nullptr) {
+        hash->FollowList(list);
+    } else if (field == nullptr && list == nullptr) {
+        hash->UseRecordLinks();
     }
     try {
         hashes_.push_back(std::move(hash));
@@ -41,7 +47,7 @@ CDBHash* CDBHashMap::GetHash(const CDBField* field) const {
 
 int32_t CDBHashMap::AddHashNode(CDBNode* record) {
     for (const auto& hash : hashes_) {
-        const int32_t status = hash->AddHashNode(record);
+        const int32_t status = hash->GetList() == nullptr ? hash->AddHashNode(record) : ENGINE_OK;
         if (status != ENGINE_OK) {
             DeleteHashNode(record);
             return status;
@@ -52,7 +58,9 @@ int32_t CDBHashMap::AddHashNode(CDBNode* record) {
 
 int32_t CDBHashMap::DeleteHashNode(CDBNode* record) {
     for (const auto& hash : hashes_) {
-        hash->DeleteHashNode(record);
+        if (hash->GetList() == nullptr) {
+            hash->DeleteHashNode(record);
+        }
     }
     return ENGINE_OK;
 }

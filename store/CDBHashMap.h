@@ -15,8 +15,6 @@ class CDBHashMap {
     CDBHashMap(const CDBHashMap&) = delete;
     CDBHashMap& operator=(const CDBHashMap&) = delete;
 
-    uint32_t GetSize() const { return static_cast<uint32_t>(hashes_.size()); }
-
     // Add an empty index over the field, null for the list of all records. ENGINE_OK, or
     // ENGINE_MEMORY with nothing changed.
     int32_t AddHash(CDBField* field);

@@ -9,10 +9,10 @@
 namespace {
 
 constexpr size_t kAlign = alignof(CDBNode);
-constexpr size_t kMostRoom = UINT16_MAX / kAlign * kAlign;
+constexpr size_t kMostRoom = UINT16_MAX / kAlign * kAlign - sizeof(CDBNode);
 
-static_assert(sizeof(CDBNode) % alignof(CDBHashNode) == 0, "places follow the record");
-static_assert(kAlign >= alignof(CDBNodeValue), "values follow each other");
+static_assert(sizeof(CDBNode) % alignof(CDBNodeValue) == 0, "values follow the record");
+static_assert(kAlign >= alignof(CDBNodeValue) && kAlign >= alignof(CDBKeyLink), "and keys, values");
 
 constexpr size_t RoundUp(size_t size) {
     return (size + kAlign - 1) / kAlign * kAlign;
@@ -21,28 +21,18 @@ constexpr size_t RoundUp(size_t size) {
 }  // namespace
 
 CDBNode* CDBNode::Create(const CDBNodeRoom& room) {
-    const size_t places =
-        room.links * (sizeof(CDBHashNode) + sizeof(uint16_t)) + room.keys * sizeof(CDBKeyLink);
-    const size_t fixed = RoundUp(sizeof(CDBNode) + places);
     // What does not fit into a block goes to the heap, value by value.
-    const size_t size = fixed + std::min(RoundUp(room.values), kMostRoom - fixed);
-    void* block = ::operator new(size, std::nothrow);
+    const size_t end = sizeof(CDBNode) + std::min(RoundUp(room.values), kMostRoom);
+    void* block = ::operator new(end + room.keys * sizeof(CDBKeyLink), std::nothrow);
     if (block == nullptr) {
         return nullptr;
     }
     auto* record = ::new (block) CDBNode;
-    record->TakeRoom(room, size);
+    record->free_ = sizeof(CDBNode);
+    record->end_ = static_cast<uint16_t>(end);
+    record->keys_ = static_cast<uint16_t>(room.keys);
+    std::uninitialized_default_construct_n(record->Keys(), room.keys);
     return record;
-}
-
-void CDBNode::TakeRoom(const CDBNodeRoom& room, size_t size) {
-    links_ = static_cast<uint16_t>(room.links);
-    keys_ = static_cast<uint16_t>(room.keys);
-    std::uninitialized_default_construct_n(Links(), links_);
-    std::uninitialized_default_construct_n(Keys(), keys_);
-    const auto buckets_end = reinterpret_cast<char*>(Buckets() + links_);
-    free_ = static_cast<uint16_t>(RoundUp(static_cast<size_t>(buckets_end - Block())));
-    end_ = static_cast<uint16_t>(size);
 }
 
 CDBNode::~CDBNode() {

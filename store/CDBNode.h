@@ -18,9 +18,8 @@ struct CDBKeyLink {
 
 // What a record is to have room for in its own block.
 struct CDBNodeRoom {
-    uint32_t links = 0;  // places in indexes
-    uint32_t keys = 0;   // places in rings of equal values
-    size_t values = 0;   // bytes for values
+    uint32_t keys = 0;  // places in rings of equal values
+    size_t values = 0;  // bytes for values
 
     void AddValue(uint32_t length) {
         values += sizeof(CDBNodeValue) + CDBNodeValue::GetRoom(length);
@@ -30,14 +29,13 @@ struct CDBNodeRoom {
 // A record: an owned chain of values, in the order in which fields first received one, at most one
 // for each field. Fields are matched by identity.
 //
-// A record that a table makes is one block, with its places in the table's indexes and, as long as
-// they fit, its values:
+// A record that a table makes is one block: the values lie, as long as they fit, right behind what
+// is read with them.
 //
-//   CDBNode | CDBHashNode x links | CDBKeyLink x keys | bucket x links | value bytes value bytes
-//   ...
+//   CDBNode, with its link in the list of records | value bytes value bytes ... | CDBKeyLink x keys
 //
-// so that making one is one allocation, and leaving an index is a matter of its own two neighbours.
-// What does not fit, or comes later, lies on the heap.
+// So making one is one allocation, and leaving the list is a matter of its own two neighbours. What
+// does not fit, or comes later, lies on the heap.
 class CDBNode {
   public:
     CDBNode() = default;
@@ -90,10 +88,8 @@ class CDBNode {
     uint64_t GetSequence() const { return sequence_; }
     void SetSequence(uint64_t sequence) { sequence_ = sequence; }
 
-    // The record's own place in index number `at`, and the bucket that the place is in; null where
-    // the record has no room for it. A place is taken when its record is set.
-    CDBHashNode* GetLink(uint32_t at) { return at < links_ ? Links() + at : nullptr; }
-    uint16_t* GetBucket(uint32_t at) { return Buckets() + at; }
+    // The record's own link, for the list of its table's records; taken when its record is set.
+    CDBHashNode* GetLink() { return &link_; }
 
     // The record's place in ring number `at`; the record has room for it.
     CDBKeyLink* GetKey(uint32_t at) { return Keys() + at; }
@@ -101,19 +97,16 @@ class CDBNode {
 
   private:
     char* Block() { return reinterpret_cast<char*>(this); }
-    CDBHashNode* Links() { return reinterpret_cast<CDBHashNode*>(this + 1); }
-    CDBKeyLink* Keys() { return reinterpret_cast<CDBKeyLink*>(Links() + links_); }
-    uint16_t* Buckets() { return reinterpret_cast<uint16_t*>(Keys() + keys_); }
-    void TakeRoom(const CDBNodeRoom& room, size_t size);
+    CDBKeyLink* Keys() { return reinterpret_cast<CDBKeyLink*>(Block() + end_); }
     CDBNodeValue* MakeValue(const DATASTRUCT* value, uint32_t reserve);
     void Destroy(CDBNodeValue* value);
 
     CDBNodeValue* head_ = nullptr;
     uint64_t sequence_ = 0;
-    uint16_t links_ = 0;
+    uint16_t free_ = 0;  // where the free room for values begins, from the beginning of the block
+    uint16_t end_ = 0;   // where it ends
     uint16_t keys_ = 0;
-    uint16_t free_ = 0;  // where the free part of the block begins
-    uint16_t end_ = 0;   // where the block ends
+    CDBHashNode link_;
 };
 
 #endif

@@ -2,41 +2,107 @@
 
 #include <algorithm>
 
+#include "base/BigEndian.h"
 #include "base/Status.h"
-
-int32_t CDBSearch::TestValue(const CDBNodeValue* value, const DATASTRUCT* key) {
-    const int32_t c = value->CompareValue(key);
-    switch (key->compare) {
-        case VAMEL_LESS:
-            return c < 0 ? 1 : 0;
-        case VAMEL_GREATER:
-            return c > 0 ? 1 : 0;
-        case VAMEL_LESS_OR_EQUAL:
-            return c <= 0 ? 1 : 0;
-        case VAMEL_GREATER_OR_EQUAL:
-            return c >= 0 ? 1 : 0;
-        default:
-            return c == 0 ? 1 : 0;
-    }
-}
 
 namespace {
 
-// Whether the link stands for a record that holds a value for the key's field and matches it.
-bool IsMatch(const CDBHashNode* link, const DATASTRUCT* key) {
-    const CDBNode* record = link->record;
-    const CDBNodeValue* value = record != nullptr ? record->SearchNodeValue(key->field) : nullptr;
-    return value != nullptr && CDBSearch::TestValue(value, key) != 0;
+// Whether a comparison's sign is what the code asks for.
+bool IsAsked(int32_t c, int32_t compare) {
+    switch (compare) {
+        case VAMEL_LESS:
+            return c < 0;
+        case VAMEL_GREATER:
+            return c > 0;
+        case VAMEL_LESS_OR_EQUAL:
+            return c <= 0;
+        case VAMEL_GREATER_OR_EQUAL:
+            return c >= 0;
+        default:
+            return c == 0;
+    }
 }
+
+// The test of one key against many values: what depends on the key alone is done once.
+class KeyTest {
+  public:
+    explicit KeyTest(const DATASTRUCT* key)
+        : key_(key),
+          numbers_(key->length != 0 && key->field != nullptr &&
+                   key->field->GetType() == VAMEL_TYPE_INTEGER),
+          sought_(numbers_ ? LoadInteger(key->data, key->length) : 0) {}
+
+    bool Passes(const CDBNodeValue* value) const {
+        if (!numbers_ || value->GetLength() == 0) {
+            return IsAsked(value->CompareValue(key_), key_->compare);
+        }
+        const int32_t stored = LoadInteger(value->GetData(), value->GetLength());
+        return IsAsked((stored > sought_ ? 1 : 0) - (stored < sought_ ? 1 : 0), key_->compare);
+    }
+
+    // Whether the record holds a value for the key's field that passes.
+    bool Matches(const CDBNode* record) const {
+        const CDBNodeValue* value =
+            record != nullptr ? record->SearchNodeValue(key_->field) : nullptr;
+        return value != nullptr && Passes(value);
+    }
+
+    // Whether the record lacks a value for the key's field, or holds one that passes.
+    bool Tolerates(const CDBNode* record) const {
+        const CDBNodeValue* value = record->SearchNodeValue(key_->field);
+        return value == nullptr || Passes(value);
+    }
+
+  private:
+    const DATASTRUCT* key_;
+    bool numbers_;
+    int32_t sought_;
+};
+
+// The records of one bucket, in order. An index whose chains have not been made is walked along the
+// list of all records, so that a walk takes no memory.
+class BucketWalk {
+  public:
+    BucketWalk(const CDBHash* index, uint32_t bucket)
+        : index_(index),
+          bucket_(bucket),
+          link_(index->GetList() != nullptr ? index->GetList()->GetHeadHashNode(0)
+                                            : index->GetHeadHashNode(bucket)) {
+        Settle();
+    }
+    CDBNode* Get() const { return link_ != nullptr ? link_->record : nullptr; }
+    bool AtEnd() const { return link_ == nullptr; }
+    void Next() {
+        link_ = link_->next;
+        Settle();
+    }
+
+  private:
+    void Settle() {
+        while (link_ != nullptr && index_->GetList() != nullptr &&
+               index_->BucketOf(link_->record) != bucket_) {
+            link_ = link_->next;
+        }
+    }
+
+    const CDBHash* index_;
+    uint32_t bucket_;
+    const CDBHashNode* link_;
+};
 
 }  // namespace
 
+int32_t CDBSearch::TestValue(const CDBNodeValue* value, const DATASTRUCT* key) {
+    return IsAsked(value->CompareValue(key), key->compare) ? 1 : 0;
+}
+
 bool CDBSearch::HasMatch(const CDBHash* index, const DATASTRUCT* key, const CDBNode* except) {
-    const CDBHashNode* link = index->GetHeadHashNode(index->GetHashValue(key));
-    while (link != nullptr && (link->record == except || !IsMatch(link, key))) {
-        link = link->next;
+    const KeyTest test(key);
+    BucketWalk walk(index, index->GetHashValue(key));
+    while (!walk.AtEnd() && (walk.Get() == except || !test.Matches(walk.Get()))) {
+        walk.Next();
     }
-    return link != nullptr;
+    return !walk.AtEnd();
 }
 
 // Before anything is appended. A result set without records has at most marks, which go.
@@ -76,10 +142,10 @@ int32_t CDBSearch::CacheNodesFirst(const CDBHash* index, const DATASTRUCT* key) 
         return CacheNodesAll(index);
     }
     Start(0);
-    const CDBHashNode* link = index->GetHeadHashNode(index->GetHashValue(key));
-    for (; link != nullptr; link = link->next) {
-        if (IsMatch(link, key)) {
-            Append(link->record);
+    const KeyTest test(key);
+    for (BucketWalk walk(index, index->GetHashValue(key)); !walk.AtEnd(); walk.Next()) {
+        if (test.Matches(walk.Get())) {
+            Append(walk.Get());
         }
     }
     return ENGINE_OK;
@@ -103,12 +169,9 @@ int32_t CDBSearch::CacheNodesNext(const DATASTRUCT* key) {
     if (key == nullptr) {
         return ENGINE_OK;
     }
-    const auto goes = [key](const Entry& entry) {
-        if (entry.IsMark()) {
-            return true;
-        }
-        const CDBNodeValue* value = entry.Record()->SearchNodeValue(key->field);
-        return value != nullptr && TestValue(value, key) == 0;
+    const KeyTest test(key);
+    const auto goes = [&test](const Entry& entry) {
+        return entry.IsMark() || !test.Tolerates(entry.Record());
     };
     cache_.erase(std::remove_if(cache_.begin(), cache_.end(), goes), cache_.end());
     live_ = static_cast<uint32_t>(cache_.size());

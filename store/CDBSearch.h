@@ -24,6 +24,7 @@ class CDBSearch {
     CDBSearch& operator=(const CDBSearch&) = delete;
 
     uint32_t GetCount() const { return live_; }
+    bool IsSmall() const { return cache_.capacity() <= 64; }  // holds little memory
 
     // 1 if the value compares with the key as the key's comparison code asks, else 0.
     static int32_t TestValue(const CDBNodeValue* value, const DATASTRUCT* key);

@@ -144,7 +144,6 @@ CDBHash* CDBTable::GetRecordList() {
 
 int32_t CDBTable::CreateNode(CDBNode** out, const CDBNodeRoom& room) {
     CDBNodeRoom needed = room;
-    needed.links = indexes_.GetSize();
     needed.keys = value_maps_;
     *out = CDBNode::Create(needed);
     return *out != nullptr ? ENGINE_OK : ENGINE_MEMORY;

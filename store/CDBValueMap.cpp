@@ -39,9 +39,8 @@ uint32_t HashBytes(const void* data, uint32_t length) {
 }  // namespace
 
 void CDBValueMap::Clear() {
-    std::free(first_);
-    first_ = nullptr;
-    hashes_ = nullptr;
+    std::free(slots_);
+    slots_ = nullptr;
     capacity_ = 0;
     used_ = 0;
     irregular_ = 0;
@@ -102,21 +101,21 @@ uint32_t CDBValueMap::Home(uint32_t hash) const {
 
 // The slot of the value's ring, or the free slot where it would begin. There is a free slot.
 uint32_t CDBValueMap::FindSlot(const Value& value, uint32_t hash) const {
-    uint32_t slot = Home(hash);
-    while (first_[slot] != nullptr &&
-           (hashes_[slot] != hash || !IsSame(ValueOf(first_[slot]), value))) {
-        slot = Next(slot);
+    uint32_t at = Home(hash);
+    while (!slots_[at].IsFree() &&
+           (slots_[at].hash != hash || !IsSame(ValueOf(slots_[at].First()), value))) {
+        at = Next(at);
     }
-    return slot;
+    return at;
 }
 
 // The slot that begins with this record, or a free one when it is not the first of its ring.
 uint32_t CDBValueMap::FindSlotOf(const CDBNode* first) const {
-    uint32_t slot = Home(Hash(ValueOf(first)));
-    while (first_[slot] != nullptr && first_[slot] != first) {
-        slot = Next(slot);
+    uint32_t at = Home(Hash(ValueOf(first)));
+    while (!slots_[at].IsFree() && slots_[at].First() != first) {
+        at = Next(at);
     }
-    return slot;
+    return at;
 }
 
 // Room for one more ring. False when memory is short.
@@ -126,56 +125,49 @@ bool CDBValueMap::Grow() {
     }
     const uint64_t wanted =
         std::max<uint64_t>(20, capacity_ + static_cast<uint64_t>(capacity_) / 2);
-    if (wanted > UINT32_MAX || wanted > SIZE_MAX / (sizeof(CDBNode*) + sizeof(uint32_t))) {
+    if (wanted > UINT32_MAX) {
         return false;
     }
     const auto capacity = static_cast<uint32_t>(wanted);
-    auto* first =
-        static_cast<CDBNode**>(std::calloc(capacity, sizeof(CDBNode*) + sizeof(uint32_t)));
-    if (first == nullptr) {
+    auto* slots = static_cast<Slot*>(std::calloc(capacity, sizeof(Slot)));
+    if (slots == nullptr) {
         return false;
     }
-    auto* hashes = reinterpret_cast<uint32_t*>(first + capacity);
-    std::swap(first, first_);
-    std::swap(hashes, hashes_);
+    std::swap(slots, slots_);
     const uint32_t old_capacity = capacity_;
     capacity_ = capacity;
     for (uint32_t i = 0; i < old_capacity; ++i) {
-        if (first[i] != nullptr) {
-            uint32_t slot = Home(hashes[i]);
-            while (first_[slot] != nullptr) {
-                slot = Next(slot);
+        if (!slots[i].IsFree()) {
+            uint32_t at = Home(slots[i].hash);
+            while (!slots_[at].IsFree()) {
+                at = Next(at);
             }
-            first_[slot] = first[i];
-            hashes_[slot] = hashes[i];
+            slots_[at] = slots[i];
         }
     }
-    std::free(first);
+    std::free(slots);
     return true;
 }
 
 // Closes the gap: what lies behind it and would be cut off from its home moves up.
-void CDBValueMap::EraseSlot(uint32_t slot) {
-    uint32_t gap = slot;
-    for (uint32_t i = Next(slot); first_[i] != nullptr; i = Next(i)) {
-        const uint32_t home = Home(hashes_[i]);
+void CDBValueMap::EraseSlot(uint32_t at) {
+    uint32_t gap = at;
+    for (uint32_t i = Next(at); !slots_[i].IsFree(); i = Next(i)) {
+        const uint32_t home = Home(slots_[i].hash);
         const bool stays = gap < i ? (home > gap && home <= i) : (home > gap || home <= i);
         if (!stays) {
-            first_[gap] = first_[i];
-            hashes_[gap] = hashes_[i];
+            slots_[gap] = slots_[i];
             gap = i;
         }
     }
-    first_[gap] = nullptr;
+    slots_[gap].Set(nullptr, false);
     --used_;
 }
 
-void CDBValueMap::StartRing(uint32_t slot, uint32_t hash, CDBNode* record) {
-    CDBKeyLink* link = record->GetKey(key_);
-    link->previous = record;
-    link->next = record;
-    first_[slot] = record;
-    hashes_[slot] = hash;
+void CDBValueMap::StartRing(Slot* slot, uint32_t hash, CDBNode* record) {
+    *record->GetKey(key_) = {record, record};
+    slot->Set(record, false);
+    slot->hash = hash;
     ++used_;
     if (order_ != nullptr) {
         try {
@@ -186,11 +178,13 @@ void CDBValueMap::StartRing(uint32_t slot, uint32_t hash, CDBNode* record) {
     }
 }
 
-void CDBValueMap::JoinRing(CDBNode* first, CDBNode* record) {
+void CDBValueMap::JoinRing(Slot* slot, CDBNode* record) {
+    CDBNode* first = slot->First();
     CDBNode* last = first->GetKey(key_)->previous;
     *record->GetKey(key_) = {last, first};
     last->GetKey(key_)->next = record;
     first->GetKey(key_)->previous = record;
+    slot->Set(first, true);
 }
 
 void CDBValueMap::Count(const Value& value, int32_t by) {
@@ -213,11 +207,11 @@ int32_t CDBValueMap::Add(CDBNode* record) {
         lengths_differ_ = false;
     }
     lengths_differ_ = lengths_differ_ || value.length != length_;
-    const uint32_t slot = FindSlot(value, hash);
-    if (first_[slot] == nullptr) {
+    Slot* slot = slots_ + FindSlot(value, hash);
+    if (slot->IsFree()) {
         StartRing(slot, hash, record);
     } else {
-        JoinRing(first_[slot], record);
+        JoinRing(slot, record);
     }
     Count(value, 1);
     return ENGINE_OK;
@@ -228,16 +222,16 @@ void CDBValueMap::Remove(CDBNode* record) {
     if (link->next == nullptr) {
         return;
     }
-    const uint32_t slot = FindSlotOf(record);
+    const uint32_t at = FindSlotOf(record);
     CDBNode* next = link->next;
-    if (first_[slot] == record) {
+    if (slots_[at].First() == record) {
         if (order_ != nullptr) {
             next != record ? order_->Replace(record, next) : order_->Erase(record);
         }
         if (next != record) {
-            first_[slot] = next;
+            slots_[at].Set(next, next->GetKey(key_)->next != record);
         } else {
-            EraseSlot(slot);
+            EraseSlot(at);
         }
     }
     link->previous->GetKey(key_)->next = next;
@@ -253,8 +247,8 @@ bool CDBValueMap::MakeOrder() {
     try {
         auto order = std::make_unique<CDBValueOrder>(field_, buckets_);
         for (uint32_t i = 0; i < capacity_; ++i) {
-            if (first_[i] != nullptr) {
-                order->Insert(first_[i]);
+            if (!slots_[i].IsFree()) {
+                order->Insert(slots_[i].First());
             }
         }
         order_ = std::move(order);
@@ -265,7 +259,7 @@ bool CDBValueMap::MakeOrder() {
 }
 
 // Equal integers can lie in different buckets when they are not 4 bytes long.
-void CDBValueMap::AppendRing(CDBNode* first, const Value& key, size_t most,
+void CDBValueMap::AppendRing(CDBNode* first, bool more, const Value& key, size_t most,
                              std::vector<CDBNode*>* out) {
     const bool all = buckets_ <= 1 || !IsInteger() || (irregular_ == 0 && key.length == 4);
     const uint32_t bucket = all ? 0 : BucketOf(key);
@@ -274,7 +268,7 @@ void CDBValueMap::AppendRing(CDBNode* first, const Value& key, size_t most,
         if (all || BucketOf(ValueOf(record)) == bucket) {
             out->push_back(record);
         }
-        record = record->GetKey(key_)->next;
+        record = more ? record->GetKey(key_)->next : first;
     } while (record != first && out->size() < most);
 }
 
@@ -285,9 +279,9 @@ bool CDBValueMap::FindEqual(const DATASTRUCT* key, size_t most, std::vector<CDBN
     }
     try {
         if (IsOneProbe(value)) {
-            CDBNode* first = first_[FindSlot(value, Hash(value))];
-            if (first != nullptr) {
-                AppendRing(first, value, most, out);
+            const Slot& slot = slots_[FindSlot(value, Hash(value))];
+            if (!slot.IsFree()) {
+                AppendRing(slot.First(), slot.MayBeMore(), value, most, out);
             }
             return true;
         }
@@ -297,7 +291,7 @@ bool CDBValueMap::FindEqual(const DATASTRUCT* key, size_t most, std::vector<CDBN
         std::vector<CDBNode*> rings;
         order_->FindEqual(value.data, value.length, &rings);
         for (size_t i = 0; i < rings.size() && out->size() < most; ++i) {
-            AppendRing(rings[i], value, most, out);
+            AppendRing(rings[i], true, value, most, out);
         }
     } catch (const std::bad_alloc&) {
         out->clear();

@@ -2,6 +2,7 @@
 #define VAMEL_STORE_CDBVALUEMAP_H
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -12,8 +13,8 @@
 // value (the compared integer, or the exact bytes) to the ring of records that hold it, in the
 // order of insertion. Records with an empty value, or none, stay out: they equal nothing.
 //
-//   slots    hash | first record      (open addressing, linear probing, at most 4/5 full)
-//                      |
+//   slots    hash, first record, whether there are more    (open addressing, linear probing, at
+//                      |                                    most 4/5 full)
 //                      v  ring of equal values, through the records' own key links
 //                   record <-> record <-> record <-> (first)
 //
@@ -49,6 +50,28 @@ class CDBValueMap {
         uint32_t length;
     };
 
+    // 12 bytes on a 64-bit host, where a pointer of its own would make it 16.
+    class Slot {
+      public:
+        bool IsFree() const { return Bits() == 0; }
+        CDBNode* First() const { return reinterpret_cast<CDBNode*>(Bits() & ~uintptr_t{1}); }
+        // A ring of one record is not looked at: its key link is far from its values.
+        bool MayBeMore() const { return (Bits() & 1U) != 0; }
+        void Set(CDBNode* first, bool more) {
+            const uintptr_t bits = reinterpret_cast<uintptr_t>(first) | (more ? 1U : 0U);
+            std::memcpy(bits_, &bits, sizeof bits);
+        }
+        uint32_t hash;
+
+      private:
+        uintptr_t Bits() const {
+            uintptr_t bits;
+            std::memcpy(&bits, bits_, sizeof bits);
+            return bits;
+        }
+        unsigned char bits_[sizeof(uintptr_t)];
+    };
+
     void Clear();
     bool IsInteger() const { return field_->GetType() == VAMEL_TYPE_INTEGER; }
     Value ValueOf(const CDBNode* record) const;
@@ -65,22 +88,22 @@ class CDBValueMap {
     bool Grow();
     void EraseSlot(uint32_t slot);
 
-    void StartRing(uint32_t slot, uint32_t hash, CDBNode* record);
-    void JoinRing(CDBNode* first, CDBNode* record);
+    void StartRing(Slot* slot, uint32_t hash, CDBNode* record);
+    void JoinRing(Slot* slot, CDBNode* record);
     void Count(const Value& value, int32_t by);
 
     bool MakeOrder();
-    void AppendRing(CDBNode* first, const Value& key, size_t most, std::vector<CDBNode*>* out);
+    void AppendRing(CDBNode* first, bool more, const Value& key, size_t most,
+                    std::vector<CDBNode*>* out);
 
     CDBField* field_;
     uint32_t key_;
     uint32_t buckets_ = 1;
     uint32_t capacity_ = 0;
     uint32_t used_ = 0;
-    uint32_t* hashes_ = nullptr;
-    CDBNode** first_ = nullptr;  // null in a free slot
-    uint64_t irregular_ = 0;     // records with a value that one probe may not be enough for
-    uint32_t length_ = 0;        // of all values since the map was last empty
+    Slot* slots_ = nullptr;
+    uint64_t irregular_ = 0;  // records with a value that one probe may not be enough for
+    uint32_t length_ = 0;     // of all values since the map was last empty
     bool lengths_differ_ = false;
     std::unique_ptr<CDBValueOrder> order_;
 };

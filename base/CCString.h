@@ -114,8 +114,8 @@ class CCString {
 int32_t get_CCString(CCString& out, const CFStringRef* in);
 
 // As get_CCString, but VAMEL_ERR_MEMORY for every shortage of memory: text that cannot be converted
-// leaves a block with the empty text, a shortage leaves none. What hosts pass goes this way, so that
-// no shortage is taken for an empty string.
+// leaves a block with the empty text, a shortage leaves none. What hosts pass goes this way, so
+// that no shortage is taken for an empty string.
 int32_t ConvertString(CCString& out, const CFStringRef* in);
 
 // Make a platform string, which the caller releases: VAMEL_OK, or VAMEL_ERR_MEMORY when `in` is not

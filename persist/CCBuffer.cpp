@@ -1,8 +1,7 @@
 #include "persist/CCBuffer.h"
 
-#include <sys/types.h>
-
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -14,14 +13,20 @@ namespace {
 
 constexpr uint32_t kChecksumSize = 4;
 
+// What a size that cannot be had means: a file too large for the host's numbers is no damaged file.
+int SizeStatus() {
+    return errno == EOVERFLOW ? FILE_MEMORY : FILE_SIZE;
+}
+
 // The size of a stream, which is left at its end.
 uint32_t MeasureStream(FILE* stream) {
-    if (fseeko(stream, 0, SEEK_END) != 0) {
-        throw int{FILE_SIZE};
+    errno = 0;
+    if (std::fseek(stream, 0, SEEK_END) != 0) {
+        throw SizeStatus();
     }
-    const off_t size = ftello(stream);
+    const long size = std::ftell(stream);
     if (size <= 0) {
-        throw int{FILE_SIZE};
+        throw SizeStatus();
     }
     if (static_cast<uint64_t>(size) > UINT32_MAX) {
         throw int{FILE_MEMORY};
@@ -185,7 +190,7 @@ uint32_t CCBuffer::ToFile(FILE* stream) {
 
 void CCBuffer::FromFile(FILE* stream) {
     const uint32_t size = MeasureStream(stream);
-    if (fseeko(stream, 0, SEEK_SET) != 0) {
+    if (std::fseek(stream, 0, SEEK_SET) != 0) {
         throw int{FILE_REWIND};
     }
     if (AllocBuffer(size) == nullptr) {

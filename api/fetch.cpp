@@ -6,7 +6,6 @@
 #include "api/FieldName.h"
 #include "api/Handles.h"
 #include "base/BigEndian.h"
-#include "base/Status.h"
 
 namespace {
 
@@ -31,7 +30,7 @@ int32_t FindValue(const CVLStatement* stmt, const CFStringRef* name, int32_t typ
     const CDBNode* record = stmt->GetCurrent();
     const CDBNodeValue* value = record != nullptr ? record->SearchNodeValue(field) : nullptr;
     if (value == nullptr) {
-        return DB_ERROR(ENGINE_NO_VALUE);
+        return VAMEL_ERR_NO_VALUE;
     }
     *value_out = value;
     return VAMEL_OK;

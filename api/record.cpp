@@ -31,7 +31,7 @@ int32_t FillAndInsert(CDBTable* table, std::unique_ptr<CDBNode> record, const CV
         status = table->InsertNode(record.get());
     }
     if (status == ENGINE_OK) {
-        record.release();  // the table's from now on
+        static_cast<void>(record.release());  // the table's from now on
     }
     return status;
 }

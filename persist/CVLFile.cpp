@@ -56,10 +56,10 @@ int32_t CVLFile::MakeRoom(CDBTable* table) {
         return VAMEL_ERR_ARGUMENT;
     }
     const CDBFieldArray* fields = table->GetFields();
-    uint64_t size = 3 * kNumberSize + table->GetContentSize();
+    uint64_t size = uint64_t{3} * kNumberSize + table->GetContentSize();
     for (uint32_t i = 0; i < fields->GetSize(); ++i) {
-        size +=
-            2 * kNumberSize + 2 + static_cast<uint32_t>(fields->GetField(i)->GetName().GetLength());
+        const CCString& name = fields->GetField(i)->GetName();
+        size += uint64_t{2} * kNumberSize + 2 + static_cast<uint32_t>(name.GetLength());
     }
     // One more than the file: a request for all that there is room for would grow again.
     return size < UINT32_MAX && AllocBuffer(static_cast<uint32_t>(size) + 1) != nullptr
@@ -263,7 +263,7 @@ int32_t CVLFile::ReadRecord(CDBTable* table, FieldMap fields) {
     if (status != ENGINE_OK) {
         return DB_ERROR(status);
     }
-    record.release();  // the table's from now on
+    static_cast<void>(record.release());  // the table's from now on
     return result;
 }
 

@@ -63,10 +63,12 @@ CDBHashNode* CDBHash::GetHeadHashNode(uint32_t bucket) const {
 }
 
 void CDBHash::PushHashNode(uint32_t hash, CDBHashNode* link) {
-    if (link == nullptr || buckets_ == nullptr || !MakeChains()) {
-        return;
+    if (link != nullptr && buckets_ != nullptr && MakeChains()) {
+        Append(buckets_[hash % count_], link);
     }
-    Bucket& bucket = buckets_[hash % count_];
+}
+
+void CDBHash::Append(Bucket& bucket, CDBHashNode* link) {
     link->previous = bucket.tail;
     link->next = nullptr;
     if (bucket.head == nullptr) {
@@ -132,11 +134,11 @@ void CDBHash::FreeLink(CDBHashNode* link) {
 }
 
 int32_t CDBHash::Add(CDBNode* record) {
-    CDBHashNode* link = TakeLink(record);
+    CDBHashNode* link = buckets_ != nullptr ? TakeLink(record) : nullptr;
     if (link == nullptr) {
         return ENGINE_MEMORY;
     }
-    PushHashNode(BucketOf(record), link);
+    Append(buckets_[BucketOf(record)], link);
     return ENGINE_OK;
 }
 

@@ -87,6 +87,7 @@ class CDBHash {
     };
 
     bool MakeChains();
+    void Append(Bucket& bucket, CDBHashNode* link);
     int32_t Add(CDBNode* record);
     CDBHashNode* TakeLink(CDBNode* record);
     CDBHashNode* FindLink(CDBNode* record, uint32_t bucket) const;

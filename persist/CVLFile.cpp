@@ -224,7 +224,7 @@ int32_t CVLFile::ReadValue(CDBTable* table, CDBNode* record, CDBField* field) {
 }
 
 // What the record at the cursor will need. A malformed record is found out when it is read.
-CDBNodeRoom CVLFile::MeasureRecord(FieldMap fields) const {
+CDBNodeRoom CVLFile::MeasureRecord(CDBField* const* fields) const {
     CDBNodeRoom room;
     const unsigned char* at = GetCursor();
     uint64_t left = GetRemaining();

@@ -55,7 +55,7 @@ class CVLFile : public CCBuffer {
     uint8_t ReadByte();
     void ReadName(CCString* name);
     int32_t ReadField(CDBTable* table, FieldMap fields);
-    CDBNodeRoom MeasureRecord(FieldMap fields) const;
+    CDBNodeRoom MeasureRecord(CDBField* const* fields) const;
     int32_t ReadRecord(CDBTable* table, FieldMap fields);
     int32_t ReadValue(CDBTable* table, CDBNode* record, CDBField* field);
 };

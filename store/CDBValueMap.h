@@ -51,6 +51,7 @@ class CDBValueMap {
     };
 
     // 12 bytes on a 64-bit host, where a pointer of its own would make it 16.
+    // cppcheck-suppress noConstructor; the whole table comes zeroed
     class Slot {
       public:
         bool IsFree() const { return Bits() == 0; }

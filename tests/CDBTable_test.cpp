@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <map>
+#include <random>
 #include <sstream>
 
 #include "base/Status.h"
@@ -162,6 +163,49 @@ TEST_F(CDBTableTest, CursorsAndIndexesLetGoOfRemovedRecords) {
     idle.SetCurrent(Add("N=A"));
     table_.reset();
     EXPECT_TRUE(idle.GetTable() == nullptr && idle.GetCurrent() == nullptr);
+}
+
+// Chains are made when they are asked for and kept from then on; walking them finds what look-ups
+// find. Values are prefixes of each other, of lengths that share buckets, and of every kind.
+TEST_F(CDBTableTest, LookUpsFindWhatWalkingTheChainsFinds) {
+    std::minstd_rand random(7);  // the seed
+    std::vector<CDBNode*> records;
+    const std::vector<std::string> parts = {"", "a", "ab", "abc", "b", "\0"s, "a\0"s, "\0\0\1"s};
+    const auto value = [&] {
+        std::string bytes = parts[random() % parts.size()] + parts[random() % parts.size()];
+        return random() % 9 != 0 ? bytes : bytes + std::string(1986 + random() % 3, 'x');
+    };
+    const auto walk = [&](const CDBHash* index, const DATASTRUCT& key) {
+        CDBSearch search;
+        const CDBHashNode* link = index->GetHeadHashNode(index->GetHashValue(&key));
+        std::string found;
+        for (; link != nullptr; link = link->next) {
+            const CDBNodeValue* held = link->record->SearchNodeValue(key.field);
+            const bool matches = held != nullptr && CDBSearch::TestValue(held, &key) != 0;
+            found += matches ? Read(link->record) : "";
+        }
+        return found;
+    };
+    for (int i = 0; i < 900; ++i) {
+        const std::string number = std::to_string(i) + ";";
+        records.push_back(Add("N=" + number + ",T=" + value() + ",I=" + value().substr(0, 6)));
+        if (random() % 3 == 0) {
+            std::swap(records[random() % records.size()], records.back());
+            table_->ReleaseNode(records.back());
+            table_->DeleteNode(records.back());
+            records.pop_back();
+        }
+        const std::string key = (i % 2 != 0 ? "T=" : "I=") + value();
+        const DATASTRUCT sought = Values(key)[0];
+        // From the middle on, the chains are there and must follow what happens.
+        const CDBHash* index = table_->GetIndexes()->GetHash(sought.field);
+        EXPECT_EQ(index->GetList() != nullptr, i < 452);
+        if (i >= 450) {
+            EXPECT_EQ(Find(key), walk(index, sought)) << i;
+        }
+    }
+    table_->Term();
+    EXPECT_EQ(table_->GetContentSize(), 0U);
 }
 
 TEST_F(CDBTableTest, UniqueValuesMatchNoOtherRecord) {

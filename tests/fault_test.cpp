@@ -149,14 +149,12 @@ TEST(FaultTest, EveryCallFails) {
     }
 }
 
-TEST(FaultTest, NoPlaceForTheFile) {  // a short write is not noticed
-    std::filesystem::create_symlink("/dev/full", dir / "full");
+TEST(FaultTest, NoPlaceForTheFile) {
     const std::string longest = dir / std::string(4095 - dir.path.size(), 'x');
-    for (std::string path : {dir / "missing/file", longest, "/proc/file"s, dir / "full"}) {
+    for (std::string path : {dir / "missing/file", longest, "/proc/file"s}) {
         Db db(path, Env(kFields));
         EXPECT_EQ(Stmt(db).Insert({{"id", 1}}), VAMEL_OK);
-        const int32_t code = path == dir / "full" ? 0 : -8;
-        EXPECT_TRUE(db.opened == 4 && vamel_commit(db) == code && db.Close() == code) << path;
+        EXPECT_TRUE(db.opened == 4 && vamel_commit(db) == -8 && db.Close() == -8) << path;
     }
 }
 

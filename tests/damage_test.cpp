@@ -48,6 +48,7 @@ TEST(DamageTest, CutOffFlippedAndOverwrittenFiles) {
     for (size_t i = 0; i < sealed.size() && !HasFailure(); ++i) {
         SCOPED_TRACE(i);
         open(sealed.substr(0, i), i == 0, i > 0);
+        open(Seal(content.substr(0, std::max<size_t>(i, 1))), true, false);
         for (int bit = 1; bit < 256; bit *= 2) {
             open(std::string(sealed).replace(i, 1, 1, char(sealed[i] ^ bit)), true, true);
         }

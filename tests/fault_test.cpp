@@ -1,3 +1,6 @@
+#include <sys/resource.h>
+
+#include <csignal>
 #include <fstream>
 
 #include "platform/CFString.h"
@@ -95,8 +98,7 @@ struct Host {
         CALL(set_env, env, 2, &infos[0]), CALL(set_env, env, 2, &infos[1]);
         CALL(set_env, env, 2, &infos[2]);
         CALL(open, kMain, env, &db), CALL(prepare, db, &stmt), CALL(begin, db);
-        Stmt other(db);  // its result set and current record are to follow
-        vamel_select(db, stmt, nullptr), vamel_select(db, other, nullptr), vamel_step(other);
+        vamel_select(db, stmt, nullptr);  // what a select that cannot grow is to leave
         Bind(31), CALL(insert, db, stmt), CALL(select, db, stmt, nullptr);
         Bind(32), CALL(insert, db, stmt), CALL(select, db, stmt, nullptr);
         CALL(commit, db), CALL(clear_bind, stmt), CALL(select, db, stmt, nullptr);
@@ -156,6 +158,25 @@ TEST(FaultTest, NoPlaceForTheFile) {
         EXPECT_EQ(Stmt(db).Insert({{"id", 1}}), VAMEL_OK);
         EXPECT_TRUE(db.opened == 4 && vamel_commit(db) == -8 && db.Close() == -8) << path;
     }
+}
+
+TEST(FaultTest, FullDiskIsNoticedByTheNextOpen) {
+    const std::string path = dir / "full";
+    rlimit old = {};
+    getrlimit(RLIMIT_FSIZE, &old);
+    std::signal(SIGXFSZ, SIG_IGN);
+    {
+        Db db(path, Env(kFields));
+        EXPECT_EQ(Stmt(db).Insert({{"id", 1}}), VAMEL_OK);
+        const rlimit ten = {10, old.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &ten);
+        EXPECT_EQ(vamel_commit(db), VAMEL_OK);
+        EXPECT_EQ(db.Close(), VAMEL_OK);
+        setrlimit(RLIMIT_FSIZE, &old);
+    }
+    EXPECT_EQ(std::filesystem::file_size(path), 10U);
+    EXPECT_EQ(Db(path, Env(kFields)).opened, VAMEL_ERR_CHECKSUM);
+    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 }  // namespace

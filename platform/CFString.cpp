@@ -194,8 +194,10 @@ void CFRelease(CFTypeRef cf) {
         return;
     }
     CFStringRef string = static_cast<CFStringRef>(cf);
-    // Acquire and release: whatever other threads read of the string happened before the free.
-    if (string->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    // Acquire and release: whatever other threads read of the string happened before the free. The
+    // holder of the only reference needs no locked step to find that out.
+    if (string->references.load(std::memory_order_acquire) == 1 ||
+        string->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         string->~__CFString();
         std::free(const_cast<__CFString*>(string));
         liveCount.fetch_sub(1, std::memory_order_relaxed);

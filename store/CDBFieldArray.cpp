@@ -6,9 +6,9 @@
 #include "base/Status.h"
 
 CDBField* CDBFieldArray::SearchField(const char* name) const {
-    const uint32_t hash = HashFieldName(name);
+    // Few fields, whose names differ early: telling them apart by hash first takes longer.
     for (const auto& field : fields_) {
-        if (field->GetHash() == hash && field->GetName() == name) {
+        if (field->GetName() == name) {
             return field.get();
         }
     }

@@ -1,5 +1,6 @@
 #include "store/CDBHash.h"
 
+#include <algorithm>
 #include <new>
 
 #include "base/CalcHashValue.h"
@@ -47,8 +48,8 @@ bool CDBHash::MakeChains() {
     }
     if (link != nullptr) {
         DeleteAllHashNodes();
-        AllocHash(count_);
-        list_ = buckets_ != nullptr ? list : nullptr;
+        std::fill_n(buckets_, count_, Bucket());
+        list_ = list;
         return false;
     }
     return true;

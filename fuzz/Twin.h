@@ -127,6 +127,24 @@ struct Store {
         return 0;
     }
     // The value as the call for this type shows it; of a number, its bytes.
+    // Whether bytes are UTF-8: taken apart into characters, each is what it would be written as.
+    static bool IsText(const std::string& bytes) {
+        for (size_t i = 0; i < bytes.size();) {
+            const auto at = [&](size_t k) { return k < bytes.size() ? bytes[k] & 0xFFU : 0U; };
+            const size_t more = at(i) < 0x80 ? 0 : at(i) < 0xE0 ? 1 : at(i) < 0xF0 ? 2 : 3;
+            static const uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0},
+                                  kLeast[] = {0, 0x80, 0x800, 0x10000};
+            uint32_t c = at(i) - kLead[more];
+            for (size_t k = 1; k <= more; ++k) {
+                c = c * 64 + (at(i + k) - 0x80 < 64 ? at(i + k) - 0x80 : 0x110000);
+            }
+            if (at(i) < kLead[more] || c < kLeast[more] || c >= 0x110000 || c / 0x800 == 0x1B) {
+                return false;
+            }
+            i += more + 1;
+        }
+        return true;
+    }
     int32_t Fetch(const Statement& by, size_t field, int type, std::string* out) const {
         const bool known = field < fields.size();
         const bool fits = known && std::get<1>(fields[field]) == type;
@@ -134,8 +152,7 @@ struct Store {
             return !by.attached ? -3 : fits ? -5 : known ? -6 : 3;
         }
         const std::string data = Find(by.current, field)->data, text = data.c_str();
-        const bool ascii = std::none_of(text.begin(), text.end(), [](char c) { return c & 0x80; });
-        const bool shows = type == 1 || (type == 2 ? ascii : !data.empty());
+        const bool shows = type == 1 || (type == 2 ? IsText(text) : !data.empty());
         const std::string number = (data + std::string(4, '\0')).substr(0, 4);
         *out = !shows ? *out : type == 1 ? number : type == 2 ? text : data;
         return shows ? 0 : -4;

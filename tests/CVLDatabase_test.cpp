@@ -114,4 +114,11 @@ TEST_F(CVLDatabaseTest, EmptyDamagedAndWithoutDescriptors) {
     EXPECT_EQ(Open(alone), "0:1;:+-");
 }
 
+// Also on hosts whose own numbers for time end in 2038.
+TEST_F(CVLDatabaseTest, FilesOfTheYear2040Exist) {
+    Put(main, 'g', 1);
+    ASSERT_EQ(std::system(("touch -d 2040-01-01 " + main).c_str()), 0);
+    EXPECT_EQ(Db(main, alone).opened, VAMEL_OK);
+}
+
 }  // namespace

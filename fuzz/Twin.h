@@ -130,7 +130,7 @@ struct Store {
     // Whether bytes are UTF-8: taken apart into characters, each is what it would be written as.
     static bool IsText(const std::string& bytes) {
         for (size_t i = 0; i < bytes.size();) {
-            const auto at = [&](size_t k) { return k < bytes.size() ? bytes[k] & 0xFFU : 0U; };
+            const auto at = [&](size_t k) { return k < bytes.size() ? uint8_t(bytes[k]) : 0U; };
             const size_t more = at(i) < 0x80 ? 0 : at(i) < 0xE0 ? 1 : at(i) < 0xF0 ? 2 : 3;
             static const uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0},
                                   kLeast[] = {0, 0x80, 0x800, 0x10000};

@@ -21,8 +21,11 @@ struct CDBNodeRoom {
     uint32_t keys = 0;  // places in rings of equal values
     size_t values = 0;  // bytes for values
 
+    // A long value gets none: it lies on the heap, and its room would lie idle.
     void AddValue(uint32_t length) {
-        values += sizeof(CDBNodeValue) + CDBNodeValue::GetRoom(length);
+        if (length <= INT16_MAX) {
+            values += (sizeof(CDBNodeValue) + CDBNodeValue::GetRoom(length) + 7) & ~size_t{7};
+        }
     }
 };
 

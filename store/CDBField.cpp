@@ -1,19 +1,13 @@
 #include "store/CDBField.h"
 
-#include <cstring>
-
 #include "base/CalcHashValue.h"
 #include "base/Status.h"
-
-uint32_t HashFieldName(const char* name) {
-    return CalcHashValue(name, static_cast<uint32_t>(std::strlen(name)), kHashBuckets);
-}
 
 int32_t CDBField::SetInfo(const CCString& name, uint8_t index, int32_t type, int32_t flags) {
     if (name_.CopyString(name.GetText(), -1) == -1) {
         return ENGINE_MEMORY;
     }
-    hash_ = HashFieldName(name.GetText());
+    hash_ = CalcHashValue(name_.GetText(), static_cast<uint32_t>(name_.GetLength()), kHashBuckets);
     index_ = index;
     type_ = type;
     flags_ = flags;

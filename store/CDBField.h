@@ -33,7 +33,4 @@ class CDBField {
     int32_t flags_ = 0;
 };
 
-// The hash by which names are told apart before they are compared.
-uint32_t HashFieldName(const char* name);
-
 #endif

@@ -20,7 +20,7 @@ class CVLStatement {
 
     CDBTable* GetTable() const { return cursor_.GetTable(); }  // null once the database is closed
     CDBNode* GetCurrent() const { return cursor_.GetCurrent(); }
-    const CDBCursor* GetCursor() const { return &cursor_; }
+    CDBCursor* GetCursor() { return &cursor_; }
 
     // The result set; null until the first select, after one that found no memory, and after close.
     CDBSearch* GetSearch() const { return cursor_.GetSearch(); }

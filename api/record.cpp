@@ -11,22 +11,14 @@ bool AreMates(vamel_db* db, vamel_stmt* stmt) {
     return db != nullptr && stmt != nullptr && Object(stmt)->GetTable() == Object(db)->GetTable();
 }
 
-// Puts all bound values into a record that is not linked in, in the order of binding.
-int32_t PutBound(CDBTable* table, CDBNode* record, const CVLStatement* stmt,
-                 const CDBNode* replaced) {
-    for (const DATASTRUCT* value : stmt->GetBindData()) {
-        const int32_t status = table->PutNodeValue(record, value, replaced);
-        if (status != ENGINE_OK) {
-            return status;
-        }
+// Fills a record that is not linked in, in the order of binding, and links it in; on failure it is
+// destroyed.
+int32_t FillAndInsert(CDBTable* table, std::unique_ptr<CDBNode> record, const CVLStatement* stmt) {
+    int32_t status = ENGINE_OK;
+    const std::vector<DATASTRUCT*>& values = stmt->GetBindData();
+    for (size_t i = 0; status == ENGINE_OK && i < values.size(); ++i) {
+        status = table->PutNodeValue(record.get(), values[i], nullptr);
     }
-    return ENGINE_OK;
-}
-
-// Fills a record that is not linked in and links it in; on failure it is destroyed.
-int32_t FillAndInsert(CDBTable* table, std::unique_ptr<CDBNode> record, const CVLStatement* stmt,
-                      const CDBNode* replaced) {
-    int32_t status = PutBound(table, record.get(), stmt, replaced);
     if (status == ENGINE_OK) {
         status = table->InsertNode(record.get());
     }
@@ -70,6 +62,7 @@ int32_t vamel_insert(vamel_db* db, vamel_stmt* stmt) {
         return VAMEL_ERR_ARGUMENT;
     }
     CDBTable* table = Object(db)->GetTable();
+    table->FetchAhead(Object(stmt)->GetBindData());
     CDBNode* record = nullptr;
     CDBNodeRoom room;
     for (const DATASTRUCT* value : Object(stmt)->GetBindData()) {
@@ -77,7 +70,7 @@ int32_t vamel_insert(vamel_db* db, vamel_stmt* stmt) {
     }
     int32_t status = table->CreateNode(&record, room);
     if (status == ENGINE_OK) {
-        status = FillAndInsert(table, std::unique_ptr<CDBNode>(record), Object(stmt), nullptr);
+        status = FillAndInsert(table, std::unique_ptr<CDBNode>(record), Object(stmt));
     }
     return Finish(Object(db), status);
 }
@@ -90,15 +83,8 @@ int32_t vamel_update(vamel_db* db, vamel_stmt* stmt) {
     if (old == nullptr) {
         return VAMEL_ERR_NO_VALUE;
     }
-    CDBTable* table = Object(db)->GetTable();
-    CDBNode* copy = nullptr;
-    int32_t status = table->CloneNode(&copy, old, Object(stmt)->GetBindData());
-    if (status == ENGINE_OK) {
-        status = FillAndInsert(table, std::unique_ptr<CDBNode>(copy), Object(stmt), old);
-    }
-    if (status == ENGINE_OK) {
-        Remove(table, Object(stmt), old);
-    }
+    const int32_t status = Object(db)->GetTable()->UpdateNode(old, Object(stmt)->GetBindData(),
+                                                              Object(stmt)->GetCursor());
     return Finish(Object(db), status);
 }
 
@@ -118,6 +104,7 @@ int32_t vamel_select(vamel_db* db, vamel_stmt* stmt, uint32_t* count_out) {
     if (!AreMates(db, stmt)) {
         return VAMEL_ERR_ARGUMENT;
     }
+    Object(db)->GetTable()->FetchAhead(Object(stmt)->GetBindData());
     std::unique_ptr<CDBSearch> old;
     if (Object(stmt)->CreateSearch(&old) != VAMEL_OK) {
         Object(db)->SetDamaged();

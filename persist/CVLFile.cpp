@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -14,6 +15,7 @@ namespace {
 
 constexpr char kKey[] = "HorsesRunFasterThanTurtles";
 constexpr uint32_t kNumberSize = 4;
+constexpr uint32_t kSmallRecord = 7;  // bytes, with one value of one byte
 constexpr uint8_t kRecordEnd = 255;
 constexpr int32_t kMostFieldsInFile = 255;
 constexpr mode_t kEveryone = 0666;
@@ -51,8 +53,7 @@ int32_t CVLFile::Serialize(CDBTable* table) {
 
 // Takes the memory for the whole file at once. An empty table is told apart first.
 int32_t CVLFile::MakeRoom(CDBTable* table) {
-    const CDBHash* list = table->GetIndexes()->GetHash(nullptr);
-    if (list == nullptr || list->GetHeadHashNode(0) == nullptr) {
+    if (table->GetRecords()->GetCount() == 0) {
         return VAMEL_ERR_ARGUMENT;
     }
     const CDBFieldArray* fields = table->GetFields();
@@ -115,18 +116,14 @@ void CVLFile::WriteRecord(const CDBNode* record) {
 }
 
 int32_t CVLFile::SerializeNodes(CDBTable* table) {
-    const CDBHash* list = table->GetIndexes()->GetHash(nullptr);
-    const CDBHashNode* link = list != nullptr ? list->GetHeadHashNode(0) : nullptr;
-    if (link == nullptr) {
+    if (table->GetRecords()->GetCount() == 0) {
         return VAMEL_ERR_ARGUMENT;
     }
     try {
         WriteNumber(static_cast<uint32_t>(table->GetRecordCount()));
-        for (; link != nullptr; link = link->next) {
-            if (link->record == nullptr) {
-                return VAMEL_ERR_ARGUMENT;
-            }
-            WriteRecord(link->record);
+        CDBRecordList::Walk walk(*table->GetRecords());
+        while (const CDBNode* record = walk.Next(CDBNode::kAllValues)) {
+            WriteRecord(record);
         }
     } catch (int) {
         return VAMEL_ERR_MEMORY;
@@ -223,29 +220,58 @@ int32_t CVLFile::ReadValue(CDBTable* table, CDBNode* record, CDBField* field) {
     return DB_ERROR(table->PutNodeValue(record, &value, nullptr));
 }
 
-// What the record at the cursor will need. A malformed record is found out when it is read.
-CDBNodeRoom CVLFile::MeasureRecord(CDBField* const* fields) const {
-    CDBNodeRoom room;
-    const unsigned char* at = GetCursor();
-    uint64_t left = GetRemaining();
-    while (left > kNumberSize && *at != kRecordEnd) {
-        const uint32_t length = LoadBigEndian(at + 1);
-        const uint64_t size = 1 + kNumberSize + uint64_t{length};
-        if (size > left) {
-            break;
-        }
-        if (fields[*at] != nullptr) {
-            room.AddValue(length);
-        }
-        at += size;
-        left -= size;
+CVLFile::Scout::Scout(const CVLFile& file, const CDBTable& table, CDBField* const* fields)
+    : table_(table), fields_(fields), at_(file.GetCursor()), left_(file.GetRemaining()) {}
+
+// The value whose number is at the cursor.
+void CVLFile::Scout::AddValue(Seen* seen, CDBField* field, uint32_t length) const {
+    seen->room.AddValue(length);
+    const CDBValueMap* values = table_.GetValues(field);
+    if (values != nullptr && seen->look_ups < kLookUps) {
+        const uint32_t hash = values->FetchSlot(at_ + 1 + kNumberSize, length);
+        seen->look_up[seen->look_ups++] = {values, hash};
     }
-    return room;
 }
 
-int32_t CVLFile::ReadRecord(CDBTable* table, FieldMap fields) {
+// A malformed record is found out when it is read; behind it there is nothing to know.
+CVLFile::Scout::Seen CVLFile::Scout::Measure() {
+    Seen seen;
+    while (left_ > kNumberSize && *at_ != kRecordEnd) {
+        const uint32_t length = LoadBigEndian(at_ + 1);
+        const uint64_t size = 1 + kNumberSize + uint64_t{length};
+        if (size >= left_) {
+            left_ = 0;
+            return seen;
+        }
+        if (fields_[*at_] != nullptr) {
+            AddValue(&seen, fields_[*at_], length);
+        }
+        at_ += size;
+        left_ -= size;
+    }
+    if (left_ != 0) {
+        ++at_;
+        --left_;
+    }
+    return seen;
+}
+
+// What is half way between the scout and the reader has its slots by now, and its records are
+// fetched.
+CDBNodeRoom CVLFile::Scout::Next() {
+    while (measured_ < taken_ + kAhead) {
+        seen_[measured_++ % kAhead] = Measure();
+    }
+    const Seen& half_way = seen_[(taken_ + kAhead / 2) % kAhead];
+    for (size_t i = 0; i < half_way.look_ups; ++i) {
+        half_way.look_up[i].values->FetchRecord(half_way.look_up[i].hash);
+    }
+    return seen_[taken_++ % kAhead].room;
+}
+
+int32_t CVLFile::ReadRecord(CDBTable* table, FieldMap fields, const CDBNodeRoom& room) {
     CDBNode* made = nullptr;
-    if (table->CreateNode(&made, MeasureRecord(fields)) != ENGINE_OK) {
+    if (table->CreateNode(&made, room) != ENGINE_OK) {
         return VAMEL_ERR_MEMORY;
     }
     std::unique_ptr<CDBNode> record(made);
@@ -274,8 +300,13 @@ int32_t CVLFile::DeserializeNodes(CDBTable* table, FieldMap fields) {
     int32_t result = VAMEL_OK;
     try {
         const auto count = static_cast<int32_t>(ReadNumber());
+        if (count > 0) {
+            // A damaged count costs no more memory than a whole file of small records would.
+            table->Reserve(std::min(static_cast<uint32_t>(count), GetRemaining() / kSmallRecord));
+        }
+        Scout scout(*this, *table, fields);
         for (int32_t i = 0; i < count; ++i) {
-            const int32_t read = ReadRecord(table, fields);
+            const int32_t read = ReadRecord(table, fields, scout.Next());
             if (read < 0) {
                 return read;
             }

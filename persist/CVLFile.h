@@ -47,6 +47,38 @@ class CVLFile : public CCBuffer {
     int32_t FileOut(const CCString& path);
 
   private:
+    // Goes before the reader, some records ahead: says what each will need, and has the places
+    // fetched from memory where its values will be looked for.
+    class Scout {
+      public:
+        // Begins where the file's cursor stands.
+        Scout(const CVLFile& file, const CDBTable& table, CDBField* const* fields);
+        // What the next record will need.
+        CDBNodeRoom Next();
+
+      private:
+        static constexpr uint32_t kAhead = 8;
+        static constexpr size_t kLookUps = 4;  // of a record; more are not fetched for
+        struct Seen {
+            CDBNodeRoom room;
+            size_t look_ups = 0;
+            struct {
+                const CDBValueMap* values = nullptr;
+                uint32_t hash = 0;
+            } look_up[kLookUps];
+        };
+        Seen Measure();
+        void AddValue(Seen* seen, CDBField* field, uint32_t length) const;
+
+        const CDBTable& table_;
+        CDBField* const* fields_;
+        const unsigned char* at_;
+        uint64_t left_;
+        Seen seen_[kAhead] = {};
+        uint32_t measured_ = 0;
+        uint32_t taken_ = 0;
+    };
+
     int32_t MakeRoom(CDBTable* table);
     void WriteNumber(uint32_t number);
     void WriteByte(uint8_t byte);
@@ -55,8 +87,7 @@ class CVLFile : public CCBuffer {
     uint8_t ReadByte();
     void ReadName(CCString* name);
     int32_t ReadField(CDBTable* table, FieldMap fields);
-    CDBNodeRoom MeasureRecord(CDBField* const* fields) const;
-    int32_t ReadRecord(CDBTable* table, FieldMap fields);
+    int32_t ReadRecord(CDBTable* table, FieldMap fields, const CDBNodeRoom& room);
     int32_t ReadValue(CDBTable* table, CDBNode* record, CDBField* field);
 };
 

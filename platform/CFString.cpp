@@ -1,5 +1,3 @@
-#include "platform/CFString.h"
-
 #include <algorithm>
 #include <atomic>
 #include <climits>
@@ -8,6 +6,7 @@
 #include <new>
 
 #include "platform/utf8.h"
+#include "vamel/vamelcf.h"
 
 /*
  * One string, in one block of memory:
@@ -41,8 +40,6 @@ static_assert(kMaxUnits < (SIZE_MAX - sizeof(__CFString)) / sizeof(UniChar),
               "the size of a string object must not wrap");
 static_assert(sizeof(__CFString) % alignof(UniChar) == 0, "units follow the header");
 
-std::atomic<long> liveCount{0};
-
 /* A part of a string that lies within it. */
 struct Span {
     size_t begin;
@@ -59,7 +56,6 @@ __CFString* NewString(size_t length, bool ascii) {
     if (block == nullptr) {
         return nullptr;
     }
-    liveCount.fetch_add(1, std::memory_order_relaxed);
     return new (block) __CFString(length, ascii);
 }
 
@@ -98,10 +94,6 @@ utf8::Progress Encode(const __CFString& string, Span span, UInt8 lossByte, UInt8
 }
 
 }  // namespace
-
-long CFStringLiveCount() {
-    return liveCount.load(std::memory_order_relaxed);
-}
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef /*alloc*/, const char* cStr,
                                       CFStringEncoding encoding) {
@@ -200,6 +192,5 @@ void CFRelease(CFTypeRef cf) {
         string->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         string->~__CFString();
         std::free(const_cast<__CFString*>(string));
-        liveCount.fetch_sub(1, std::memory_order_relaxed);
     }
 }

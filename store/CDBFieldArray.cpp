@@ -1,15 +1,37 @@
 #include "store/CDBFieldArray.h"
 
+#include <cstring>
 #include <new>
 #include <utility>
 
 #include "base/Status.h"
 
+namespace {
+
+// The first bytes of a name as a number, which is the whole name when it is shorter.
+struct Beginning {
+    explicit Beginning(const char* name) {
+        char bytes[sizeof number] = {};
+        size_t length = 0;
+        while (length < sizeof number && name[length] != 0) {
+            bytes[length] = name[length];
+            ++length;
+        }
+        std::memcpy(&number, bytes, sizeof number);
+        is_whole = length < sizeof number;
+    }
+    uint64_t number;
+    bool is_whole;
+};
+
+}  // namespace
+
 CDBField* CDBFieldArray::SearchField(const char* name) const {
-    // Few fields, whose names differ early: telling them apart by hash first takes longer.
-    for (const auto& field : fields_) {
-        if (field->GetName() == name) {
-            return field.get();
+    const Beginning beginning(name);
+    for (size_t i = 0; i < fields_.size(); ++i) {
+        if (beginnings_[i] == beginning.number &&
+            (beginning.is_whole || fields_[i]->GetName() == name)) {
+            return fields_[i].get();
         }
     }
     return nullptr;
@@ -31,7 +53,9 @@ int32_t CDBFieldArray::CreateField(const CCString& name, int32_t type, int32_t f
         return status;
     }
     try {
+        beginnings_.reserve(fields_.size() + 1);
         fields_.push_back(std::move(field));
+        beginnings_.push_back(Beginning(name.GetText()).number);
     } catch (const std::bad_alloc&) {
         return ENGINE_MEMORY;
     }
@@ -40,6 +64,7 @@ int32_t CDBFieldArray::CreateField(const CCString& name, int32_t type, int32_t f
 
 int32_t CDBFieldArray::DeleteAllFields() {
     fields_.clear();
+    beginnings_.clear();
     return ENGINE_OK;
 }
 

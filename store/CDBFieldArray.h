@@ -35,6 +35,7 @@ class CDBFieldArray {
 
   private:
     std::vector<std::unique_ptr<CDBField>> fields_;
+    std::vector<uint64_t> beginnings_;  // of the fields' names
 };
 
 #endif

@@ -6,15 +6,6 @@
 #include "base/CalcHashValue.h"
 #include "base/Status.h"
 
-namespace {
-
-// Whether the link is the one that its record carries. The record is not looked at.
-bool IsCarried(const CDBHashNode* link) {
-    return link->record != nullptr && link == link->record->GetLink();
-}
-
-}  // namespace
-
 CDBHash::~CDBHash() {
     DeleteAllHashNodes();
     FreeHash();
@@ -37,20 +28,19 @@ int32_t CDBHash::FreeHash() {
 // The chains that the index would have if it had been told of every record. False, and as it was,
 // when memory is short.
 bool CDBHash::MakeChains() {
-    const CDBHash* list = list_;
+    const CDBRecordList* list = list_;
     if (list == nullptr) {
         return true;
     }
     list_ = nullptr;
-    const CDBHashNode* link = list->GetHeadHashNode(0);
-    while (link != nullptr && Add(link->record) == ENGINE_OK) {
-        link = link->next;
-    }
-    if (link != nullptr) {
-        DeleteAllHashNodes();
-        std::fill_n(buckets_, count_, Bucket());
-        list_ = list;
-        return false;
+    CDBRecordList::Walk walk(*list);
+    for (CDBNode* record = walk.Next(); record != nullptr; record = walk.Next()) {
+        if (Add(record) != ENGINE_OK) {
+            DeleteAllHashNodes();
+            std::fill_n(buckets_, count_, Bucket());
+            list_ = list;
+            return false;
+        }
     }
     return true;
 }
@@ -78,7 +68,7 @@ void CDBHash::Append(Bucket& bucket, CDBHashNode* link) {
         bucket.tail->next = link;
     }
     bucket.tail = link;
-    heap_links_ += IsCarried(link) ? 0 : 1;
+    ++links_;
 }
 
 void CDBHash::PopHashNode(uint32_t hash, CDBHashNode* link) {
@@ -96,7 +86,7 @@ void CDBHash::PopHashNode(uint32_t hash, CDBHashNode* link) {
     } else {
         link->next->previous = link->previous;
     }
-    heap_links_ -= IsCarried(link) ? 0 : 1;
+    --links_;
 }
 
 CDBHashNode* CDBHash::SearchHashNode(uint32_t bucket, const CDBNode* record) const {
@@ -107,38 +97,12 @@ CDBHashNode* CDBHash::SearchHashNode(uint32_t bucket, const CDBNode* record) con
     return link;
 }
 
-// The record's own link if it is free, else one from the heap; null when memory is short.
-CDBHashNode* CDBHash::TakeLink(CDBNode* record) {
-    CDBHashNode* link = record->GetLink();
-    if (!uses_record_links_ || link->record != nullptr) {
-        link = new (std::nothrow) CDBHashNode;
-    }
-    if (link != nullptr) {
-        link->record = record;
-    }
-    return link;
-}
-
-CDBHashNode* CDBHash::FindLink(CDBNode* record, uint32_t bucket) const {
-    if (uses_record_links_ && record->GetLink()->record != nullptr) {
-        return record->GetLink();
-    }
-    return heap_links_ != 0 || list_ != nullptr ? SearchHashNode(bucket, record) : nullptr;
-}
-
-void CDBHash::FreeLink(CDBHashNode* link) {
-    if (IsCarried(link)) {
-        link->record = nullptr;
-    } else {
-        delete link;
-    }
-}
-
 int32_t CDBHash::Add(CDBNode* record) {
-    CDBHashNode* link = buckets_ != nullptr ? TakeLink(record) : nullptr;
+    auto* link = buckets_ != nullptr ? new (std::nothrow) CDBHashNode : nullptr;
     if (link == nullptr) {
         return ENGINE_MEMORY;
     }
+    link->record = record;
     Append(buckets_[BucketOf(record)], link);
     return ENGINE_OK;
 }
@@ -149,12 +113,12 @@ int32_t CDBHash::AddHashNode(CDBNode* record) {
 
 int32_t CDBHash::DeleteHashNode(CDBNode* record) {
     const uint32_t bucket = BucketOf(record);
-    CDBHashNode* link = FindLink(record, bucket);
+    CDBHashNode* link = SearchHashNode(bucket, record);
     if (link == nullptr) {
         return ENGINE_NO_VALUE;
     }
     PopHashNode(bucket, link);
-    FreeLink(link);
+    delete link;
     return ENGINE_OK;
 }
 
@@ -167,26 +131,16 @@ uint32_t CDBHash::GetHashValue(const DATASTRUCT* value) const {
 }
 
 int32_t CDBHash::DeleteAllHashNodes() {
-    // Where records carry every link there is nothing to free, and no chain to walk.
-    for (uint32_t i = 0; heap_links_ != 0 && buckets_ != nullptr && i < count_; ++i) {
+    for (uint32_t i = 0; links_ != 0 && buckets_ != nullptr && i < count_; ++i) {
         CDBHashNode* link = buckets_[i].head;
         while (link != nullptr) {
             CDBHashNode* next = link->next;
-            FreeLink(link);
+            delete link;
             link = next;
         }
     }
-    heap_links_ = 0;
+    links_ = 0;
     return ENGINE_OK;
-}
-
-CDBHashNode* CDBHash::TakeChain(uint32_t bucket) {
-    CDBHashNode* link = GetHeadHashNode(bucket);
-    if (link != nullptr) {
-        buckets_[bucket] = Bucket();
-        heap_links_ = 0;
-    }
-    return link;
 }
 
 uint32_t CDBHash::BucketOf(const CDBNode* record) const {

@@ -5,6 +5,7 @@
 
 #include "store/CDBHashNode.h"
 #include "store/CDBNode.h"
+#include "store/CDBRecordList.h"
 
 // An index: buckets of chained links to records, each chain in the order of insertion.
 //
@@ -15,9 +16,8 @@
 // An index without a field holds every record in bucket 0: it is the table's list of records. The
 // index owns its links, never the records. A record leaves the index before its value changes.
 //
-// Within a map the list of records uses the link that every record carries, so that adding a record
-// takes no memory and removing it no search; and the chains of the other indexes, which say what a
-// look-up finds but are seldom walked, are made from the list when they are first asked for.
+// Within a map the chains, which say what a look-up finds but are seldom walked, are made from the
+// map's list of records when they are first asked for.
 class CDBHash {
   public:
     CDBHash() = default;
@@ -55,9 +55,6 @@ class CDBHash {
     // there.
     int32_t DeleteHashNode(CDBNode* record);
 
-    // Whether the record is in the bucket of its value.
-    bool Holds(CDBNode* record) const { return FindLink(record, BucketOf(record)) != nullptr; }
-
     // The bucket of a value.
     uint32_t GetHashValue(const CDBNodeValue* value) const;
     uint32_t GetHashValue(const DATASTRUCT* value) const;
@@ -65,20 +62,14 @@ class CDBHash {
     // The bucket of a record: that of its value, 0 without one.
     uint32_t BucketOf(const CDBNode* record) const;
 
-    // Free every link and leave the buckets as they are, for buckets that are about to go. Links
-    // that records carry go with them. ENGINE_OK.
+    // Free every link and leave the buckets as they are, for buckets that are about to go.
+    // ENGINE_OK.
     int32_t DeleteAllHashNodes();
 
-    // For the map: use the links that records carry; make the chains from `list` when they are
-    // first asked for, before which the index stands for whatever the list holds.
-    void UseRecordLinks() { uses_record_links_ = true; }
-    void FollowList(const CDBHash* list) { list_ = list; }
-    const CDBHash* GetList() const { return list_; }  // null once the chains are made
-
-    // Take the whole chain of a bucket out: its first link. Free a link that was taken out; one
-    // that a record carries becomes the record's again.
-    CDBHashNode* TakeChain(uint32_t bucket);
-    void FreeLink(CDBHashNode* link);
+    // For the map: make the chains from `list` when they are first asked for, before which the
+    // index stands for whatever the list holds.
+    void FollowList(const CDBRecordList* list) { list_ = list; }
+    const CDBRecordList* GetList() const { return list_; }  // null once the chains are made
 
   private:
     struct Bucket {
@@ -89,15 +80,12 @@ class CDBHash {
     bool MakeChains();
     void Append(Bucket& bucket, CDBHashNode* link);
     int32_t Add(CDBNode* record);
-    CDBHashNode* TakeLink(CDBNode* record);
-    CDBHashNode* FindLink(CDBNode* record, uint32_t bucket) const;
 
     uint32_t count_ = 1;
     Bucket* buckets_ = nullptr;
     CDBField* field_ = nullptr;
-    const CDBHash* list_ = nullptr;
-    bool uses_record_links_ = false;
-    uint64_t heap_links_ = 0;  // links in the buckets that no record carries
+    const CDBRecordList* list_ = nullptr;
+    uint64_t links_ = 0;
 };
 
 #endif

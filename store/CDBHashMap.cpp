@@ -22,11 +22,8 @@ int32_t CDBHashMap::AddHash(CDBField* field) {
     if (hash == nullptr || hash->AllocHash(count) != ENGINE_OK) {
         return ENGINE_MEMORY;
     }
-    const CDBHash* list = GetHash(nullptr);
-    if (field != nullptr && list != nullptr && list->GetHeadHashNode(0) == nullptr) {
-        hash->FollowList(list);
-    } else if (field == nullptr && list == nullptr) {
-        hash->UseRecordLinks();
+    if (records_.GetCount() == 0) {
+        hash->FollowList(&records_);
     }
     try {
         hashes_.push_back(std::move(hash));
@@ -45,6 +42,11 @@ CDBHash* CDBHashMap::GetHash(const CDBField* field) const {
     return nullptr;
 }
 
+bool CDBHashMap::FollowsRecords() const {
+    return std::all_of(hashes_.begin(), hashes_.end(),
+                       [](const auto& hash) { return hash->GetList() != nullptr; });
+}
+
 int32_t CDBHashMap::AddHashNode(CDBNode* record) {
     for (const auto& hash : hashes_) {
         const int32_t status = hash->GetList() == nullptr ? hash->AddHashNode(record) : ENGINE_OK;
@@ -52,6 +54,10 @@ int32_t CDBHashMap::AddHashNode(CDBNode* record) {
             DeleteHashNode(record);
             return status;
         }
+    }
+    if (records_.Append(record) != ENGINE_OK) {
+        DeleteHashNode(record);
+        return ENGINE_MEMORY;
     }
     return ENGINE_OK;
 }
@@ -62,15 +68,13 @@ int32_t CDBHashMap::DeleteHashNode(CDBNode* record) {
             hash->DeleteHashNode(record);
         }
     }
+    if (records_.Holds(record)) {
+        records_.Remove(record);
+    }
     return ENGINE_OK;
 }
 
 int32_t CDBHashMap::DeleteAllHash() {
     hashes_.clear();
     return ENGINE_OK;
-}
-
-void CDBHashMap::DeleteFieldHashes() {
-    const auto has_field = [](const auto& hash) { return hash->GetField() != nullptr; };
-    hashes_.erase(std::remove_if(hashes_.begin(), hashes_.end(), has_field), hashes_.end());
 }

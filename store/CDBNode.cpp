@@ -96,6 +96,25 @@ int32_t CDBNode::PutNodeValue(const DATASTRUCT* value, uint32_t reserve) {
     return ENGINE_OK;
 }
 
+bool CDBNode::HasRoomFor(const std::vector<DATASTRUCT*>& values) const {
+    size_t left = static_cast<size_t>(end_ - free_);
+    for (const DATASTRUCT* value : values) {
+        if (const CDBNodeValue* held = SearchNodeValue(value->field)) {
+            if (!held->HasRoomFor(value->length)) {
+                return false;
+            }
+            continue;
+        }
+        // A long one might be longer still where it is bound a second time.
+        constexpr size_t size = RoundUp(sizeof(CDBNodeValue));
+        if (size > left || CDBNodeValue::GetRoom(value->length) != 0) {
+            return false;
+        }
+        left -= size;
+    }
+    return true;
+}
+
 int32_t CDBNode::GetNodeValue(DATASTRUCT* value) const {
     const CDBNodeValue* held = SearchNodeValue(value->field);
     return held != nullptr ? held->GetValue(value->data, &value->length) : ENGINE_NO_VALUE;

@@ -4,8 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <vector>
 
-#include "store/CDBHashNode.h"
+#include "base/Prefetch.h"
 #include "store/CDBNodeValue.h"
 
 class CDBNode;
@@ -35,11 +36,10 @@ struct CDBNodeRoom {
 // A record that a table makes is one block: the values lie, as long as they fit, right behind what
 // is read with them.
 //
-//   CDBNode, with its link in the list of records | value bytes value bytes ... | CDBKeyLink x keys
+//   CDBNode | value bytes value bytes ... | CDBKeyLink x keys
 //
-// So making one is one allocation, and leaving the list is a matter of its own two neighbours. What
-// does not fit, or comes later, lies on the heap.
-class CDBNode {
+// So making one is one allocation. What does not fit, or comes later, lies on the heap.
+class CDBNode final {
   public:
     CDBNode() = default;
     CDBNode(const CDBNode&) = delete;
@@ -53,6 +53,12 @@ class CDBNode {
     static CDBNode* Create(const CDBNodeRoom& room);
 
     CDBNodeValue* GetHead() const { return head_; }
+
+    // Starts to fetch a record's first bytes from memory, which goes on while other work is done.
+    // Null, and what is no record, does no harm.
+    static constexpr size_t kFewValues = 192;
+    static constexpr size_t kAllValues = 320;  // of most records
+    static void Fetch(const void* record, size_t bytes = kFewValues) { Prefetch(record, bytes); }
 
     // The value for the field, or null.
     CDBNodeValue* SearchNodeValue(const CDBField* field) const {
@@ -74,6 +80,9 @@ class CDBNode {
     // new value takes room for `reserve` bytes, if that is more than it needs.
     int32_t PutNodeValue(const DATASTRUCT* value, uint32_t reserve = 0);
 
+    // Whether all these values can be put without taking memory, so that it cannot fail.
+    bool HasRoomFor(const std::vector<DATASTRUCT*>& values) const;
+
     // Read the value for the descriptor's field: its length, and all its bytes where data is not
     // null; the caller has made room. ENGINE_OK, or ENGINE_NO_VALUE, the descriptor untouched.
     int32_t GetNodeValue(DATASTRUCT* value) const;
@@ -92,8 +101,10 @@ class CDBNode {
     uint64_t GetSequence() const { return sequence_; }
     void SetSequence(uint64_t sequence) { sequence_ = sequence; }
 
-    // The record's own link, for the list of its table's records; taken when its record is set.
-    CDBHashNode* GetLink() { return &link_; }
+    // Its place in the list of its table's records.
+    static constexpr uint32_t kNoPlace = UINT32_MAX;
+    uint32_t GetPlace() const { return place_; }
+    void SetPlace(uint32_t place) { place_ = place; }
 
     // The record's place in ring number `at`; the record has room for it.
     CDBKeyLink* GetKey(uint32_t at) { return Keys() + at; }
@@ -110,7 +121,7 @@ class CDBNode {
     uint16_t free_ = 0;  // where the free room for values begins, from the beginning of the block
     uint16_t end_ = 0;   // where it ends
     uint16_t keys_ = 0;
-    CDBHashNode link_;
+    uint32_t place_ = kNoPlace;
 };
 
 #endif

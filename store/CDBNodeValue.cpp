@@ -8,7 +8,7 @@
 #include "base/Status.h"
 
 int32_t CDBNodeValue::Alloc(uint32_t size) {
-    if (on_heap_ == 0 && (size <= kInside || size <= room_)) {
+    if (HasRoomFor(size)) {
         // Both places can be the old one and the new one: the bytes that stay move along.
         void* from = Place();
         const uint32_t kept = std::min(length_, size);

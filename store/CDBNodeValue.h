@@ -12,7 +12,7 @@
 //
 // Few bytes lie in the value itself; more lie right behind it, where its record has left room, or
 // else in a block of the C heap.
-class CDBNodeValue {
+class CDBNodeValue final {
   public:
     // `room` bytes behind the object are the value's to use.
     explicit CDBNodeValue(CDBField* field = nullptr, uint32_t room = 0)
@@ -38,6 +38,11 @@ class CDBNodeValue {
     CDBField* GetField() const { return field_; }
     CDBNodeValue* GetNext() const { return next_; }
     void SetNext(CDBNodeValue* next) { next_ = next; }
+
+    // Whether the value can have that length where it is, without taking memory.
+    bool HasRoomFor(uint32_t length) const {
+        return on_heap_ == 0 && (length <= kInside || length <= room_);
+    }
 
     // Resize; new bytes are not initialised. ENGINE_OK, or ENGINE_MEMORY with nothing changed.
     int32_t Alloc(uint32_t size);

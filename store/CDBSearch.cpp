@@ -59,36 +59,25 @@ class KeyTest {
     int32_t sought_;
 };
 
-// The records of one bucket, in order. An index whose chains have not been made is walked along the
-// list of all records, so that a walk takes no memory.
-class BucketWalk {
-  public:
-    BucketWalk(const CDBHash* index, uint32_t bucket)
-        : index_(index),
-          bucket_(bucket),
-          link_(index->GetList() != nullptr ? index->GetList()->GetHeadHashNode(0)
-                                            : index->GetHeadHashNode(bucket)) {
-        Settle();
-    }
-    CDBNode* Get() const { return link_ != nullptr ? link_->record : nullptr; }
-    bool AtEnd() const { return link_ == nullptr; }
-    void Next() {
-        link_ = link_->next;
-        Settle();
-    }
-
-  private:
-    void Settle() {
-        while (link_ != nullptr && index_->GetList() != nullptr &&
-               index_->BucketOf(link_->record) != bucket_) {
-            link_ = link_->next;
+// Calls visit with each record of one bucket, in order, until it answers false. An index whose
+// chains have not been made is walked along the list of all records, so that a walk takes no
+// memory.
+template <typename Visit>
+void WalkBucket(const CDBHash* index, uint32_t bucket, Visit visit) {
+    if (index->GetList() == nullptr) {
+        const CDBHashNode* link = index->GetHeadHashNode(bucket);
+        while (link != nullptr && visit(link->record)) {
+            link = link->next;
         }
+        return;
     }
-
-    const CDBHash* index_;
-    uint32_t bucket_;
-    const CDBHashNode* link_;
-};
+    const bool all = index->GetBucketCount() == 1;
+    CDBRecordList::Walk walk(*index->GetList());
+    CDBNode* record = walk.Next();
+    while (record != nullptr && ((!all && index->BucketOf(record) != bucket) || visit(record))) {
+        record = walk.Next();
+    }
+}
 
 }  // namespace
 
@@ -98,11 +87,12 @@ int32_t CDBSearch::TestValue(const CDBNodeValue* value, const DATASTRUCT* key) {
 
 bool CDBSearch::HasMatch(const CDBHash* index, const DATASTRUCT* key, const CDBNode* except) {
     const KeyTest test(key);
-    BucketWalk walk(index, index->GetHashValue(key));
-    while (!walk.AtEnd() && (walk.Get() == except || !test.Matches(walk.Get()))) {
-        walk.Next();
-    }
-    return !walk.AtEnd();
+    bool found = false;
+    WalkBucket(index, index->GetHashValue(key), [&](const CDBNode* record) {
+        found = record != except && test.Matches(record);
+        return !found;
+    });
+    return found;
 }
 
 // Before anything is appended. A result set without records has at most marks, which go.
@@ -110,6 +100,8 @@ void CDBSearch::Start(size_t expected) {
     if (live_ == 0) {
         cache_.clear();
         ascending_ = true;
+    } else if (cache_.size() == 1) {
+        cache_.front().sequence = cache_.front().Record()->GetSequence();
     }
     if (expected != 0) {
         cache_.reserve(cache_.size() + expected);
@@ -117,8 +109,7 @@ void CDBSearch::Start(size_t expected) {
     cursor_ = kBefore;
 }
 
-void CDBSearch::Append(CDBNode* record) {
-    const uint64_t sequence = record->GetSequence();
+void CDBSearch::Append(CDBNode* record, uint64_t sequence) {
     ascending_ = ascending_ && (cache_.empty() || cache_.back().sequence < sequence);
     cache_.push_back({sequence, reinterpret_cast<uintptr_t>(record)});
     ++live_;
@@ -126,11 +117,18 @@ void CDBSearch::Append(CDBNode* record) {
 
 int32_t CDBSearch::CacheNodesAll(const CDBHash* index, size_t expected) {
     Start(expected);
+    if (index->GetList() != nullptr && index->GetBucketCount() == 1) {
+        CDBRecordList::Walk walk(*index->GetList());
+        while (const CDBRecordList::Entry* entry = walk.NextEntry()) {
+            Append(entry->record, entry->sequence);
+        }
+        return ENGINE_OK;
+    }
     for (uint32_t bucket = 0; bucket < index->GetBucketCount(); ++bucket) {
         const CDBHashNode* link = index->GetHeadHashNode(bucket);
         for (; link != nullptr; link = link->next) {
             if (link->record != nullptr) {
-                Append(link->record);
+                Append(link->record, link->record->GetSequence());
             }
         }
     }
@@ -143,16 +141,22 @@ int32_t CDBSearch::CacheNodesFirst(const CDBHash* index, const DATASTRUCT* key) 
     }
     Start(0);
     const KeyTest test(key);
-    for (BucketWalk walk(index, index->GetHashValue(key)); !walk.AtEnd(); walk.Next()) {
-        if (test.Matches(walk.Get())) {
-            Append(walk.Get());
+    WalkBucket(index, index->GetHashValue(key), [&](CDBNode* record) {
+        if (test.Matches(record)) {
+            Append(record, record->GetSequence());
         }
-    }
+        return true;
+    });
     return ENGINE_OK;
 }
 
 int32_t CDBSearch::CacheMatches(std::vector<CDBNode*>* matches) {
     Start(matches->size());
+    if (matches->size() == 1 && cache_.empty()) {
+        // Its number would only be compared with itself, and it is still being fetched from memory.
+        Append(matches->front(), 0);
+        return ENGINE_OK;
+    }
     const auto earlier = [](const CDBNode* a, const CDBNode* b) {
         return a->GetSequence() < b->GetSequence();
     };
@@ -160,7 +164,7 @@ int32_t CDBSearch::CacheMatches(std::vector<CDBNode*>* matches) {
         std::sort(matches->begin(), matches->end(), earlier);
     }
     for (CDBNode* record : *matches) {
-        Append(record);
+        Append(record, record->GetSequence());
     }
     return ENGINE_OK;
 }
@@ -170,11 +174,15 @@ int32_t CDBSearch::CacheNodesNext(const DATASTRUCT* key) {
         return ENGINE_OK;
     }
     const KeyTest test(key);
-    const auto goes = [&test](const Entry& entry) {
-        return entry.IsMark() || !test.Tolerates(entry.Record());
-    };
-    cache_.erase(std::remove_if(cache_.begin(), cache_.end(), goes), cache_.end());
-    live_ = static_cast<uint32_t>(cache_.size());
+    size_t kept = 0;
+    for (size_t i = 0; i < cache_.size(); ++i) {
+        FetchAhead(i);
+        if (!cache_[i].IsMark() && test.Tolerates(cache_[i].Record())) {
+            cache_[kept++] = cache_[i];
+        }
+    }
+    cache_.resize(kept);
+    live_ = static_cast<uint32_t>(kept);
     cursor_ = kBefore;
     return ENGINE_OK;
 }
@@ -199,6 +207,7 @@ CDBNode* CDBSearch::GetFirstCache() {
 CDBNode* CDBSearch::GetNextCache() {
     if (cursor_ == kBefore || cursor_ < cache_.size()) {
         cursor_ = After(cursor_);
+        FetchAhead(cursor_);
     }
     return GetCacheNode();
 }
@@ -207,11 +216,23 @@ CDBNode* CDBSearch::GetCacheNode() const {
     return cursor_ < cache_.size() ? cache_[cursor_].Record() : nullptr;
 }
 
+// Whoever looks at this record will soon look at one a little further on. What is read here of
+// marks is no record's address, and does no harm.
+void CDBSearch::FetchAhead(size_t at) const {
+    constexpr size_t kAhead = 12;
+    if (at < cache_.size() && cache_.size() - at > kAhead) {
+        CDBNode::Fetch(cache_[at + kAhead].Record());
+    }
+}
+
 // The record's place, or the end.
 size_t CDBSearch::Find(const CDBNode* record) const {
     const auto is_it = [record](const Entry& entry) { return entry.Record() == record; };
+    if (cursor_ < cache_.size() && is_it(cache_[cursor_])) {
+        return cursor_;
+    }
     auto found = cache_.begin();
-    if (ascending_) {
+    if (ascending_ && cache_.size() > 1) {
         const auto before = [](const Entry& entry, uint64_t sequence) {
             return entry.sequence < sequence;
         };

@@ -81,7 +81,8 @@ class CDBSearch {
     static constexpr size_t kBefore = SIZE_MAX;
 
     void Start(size_t expected);
-    void Append(CDBNode* record);
+    void Append(CDBNode* record, uint64_t sequence);
+    void FetchAhead(size_t at) const;
     size_t Find(const CDBNode* record) const;
     void Mark(size_t at);
     size_t After(size_t at) const;

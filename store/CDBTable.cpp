@@ -93,14 +93,12 @@ int32_t CDBTable::MakeValueMaps() {
     return ENGINE_OK;
 }
 
-// The values of a field of this table that is indexed or unique, else null.
 CDBValueMap* CDBTable::GetValues(const CDBField* field) const {
     const uint32_t at = field != nullptr ? field->GetIndex() : UINT32_MAX;
     return at < values_.size() && schema_.GetField(at) == field ? values_[at].get() : nullptr;
 }
 
-// The links of the indexes may lie in the records: they are let go of first.
-void CDBTable::DestroyRecords(CDBHash* list) {
+void CDBTable::DestroyRecords() {
     for (CDBCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_) {
         cursor->OnTableEmptied();
     }
@@ -109,37 +107,29 @@ void CDBTable::DestroyRecords(CDBHash* list) {
             values->Reset(1);
         }
     }
-    indexes_.DeleteFieldHashes();
-    CDBHashNode* link = list->TakeChain(0);
-    while (link != nullptr) {
-        CDBHashNode* next = link->next;
-        CDBNode* record = link->record;
-        list->FreeLink(link);
-        delete record;
-        link = next;
-    }
+    indexes_.DeleteAllHash();
+    indexes_.GetRecords()->DestroyAll();
 }
 
 int32_t CDBTable::Term() {
-    CDBHash* list = indexes_.GetHash(nullptr);
-    if (list == nullptr) {
+    if (indexes_.GetHash(nullptr) == nullptr) {
         return ENGINE_OK;
     }
-    DestroyRecords(list);
-    indexes_.DeleteAllHash();
+    DestroyRecords();
     indexes_.AddHash(nullptr);
     record_count_ = 0;
     content_size_ = 0;
     return ENGINE_OK;
 }
 
-// Term may have found no memory for a new list; a table that has a schema then makes it here.
-CDBHash* CDBTable::GetRecordList() {
-    CDBHash* list = indexes_.GetHash(nullptr);
-    if (list == nullptr && schema_.GetSize() != 0 && indexes_.AddHash(nullptr) == ENGINE_OK) {
-        list = indexes_.GetHash(nullptr);
+// The index of all records. Term may have found no memory for a new one; a table that has a schema
+// then makes it here.
+const CDBHash* CDBTable::GetRecordIndex() {
+    const CDBHash* index = indexes_.GetHash(nullptr);
+    if (index == nullptr && schema_.GetSize() != 0 && indexes_.AddHash(nullptr) == ENGINE_OK) {
+        index = indexes_.GetHash(nullptr);
     }
-    return list;
+    return index;
 }
 
 int32_t CDBTable::CreateNode(CDBNode** out, const CDBNodeRoom& room) {
@@ -189,10 +179,9 @@ void CDBTable::UnlinkValues(CDBNode* record) {
 }
 
 int32_t CDBTable::InsertNode(CDBNode* record) {
-    if (GetRecordList() == nullptr || record->GetKeyCount() != value_maps_) {
+    if (GetRecordIndex() == nullptr || record->GetKeyCount() != value_maps_) {
         return ENGINE_MEMORY;
     }
-    record->SetSequence(next_sequence_);
     int32_t status = indexes_.AddHashNode(record);
     if (status == ENGINE_OK) {
         status = LinkValues(record);
@@ -201,27 +190,98 @@ int32_t CDBTable::InsertNode(CDBNode* record) {
         }
     }
     if (status == ENGINE_OK) {
-        ++next_sequence_;
         ++record_count_;
         content_size_ += GetStoredSize(record);
     }
     return status;
 }
 
-int32_t CDBTable::ReleaseNode(CDBNode* record, const CDBCursor* caller) {
+void CDBTable::ReleaseFromCursors(const CDBNode* record, const CDBCursor* caller) {
     CDBCursor* cursor = first_cursor_;
     for (; cursor != nullptr && cursor->holds_records_; cursor = cursor->next_) {
         if (cursor != caller) {
             cursor->OnRecordReleased(record);
         }
     }
-    CDBHash* list = indexes_.GetHash(nullptr);
-    if (list != nullptr && list->Holds(record)) {
+}
+
+int32_t CDBTable::ReleaseNode(CDBNode* record, const CDBCursor* caller) {
+    ReleaseFromCursors(record, caller);
+    if (indexes_.GetRecords()->Holds(record)) {
         UnlinkValues(record);
         content_size_ -= GetStoredSize(record);
     }
     const int32_t status = indexes_.DeleteHashNode(record);
     --record_count_;
+    return status;
+}
+
+int32_t CDBTable::UpdateNode(CDBNode* record, const std::vector<DATASTRUCT*>& values,
+                             CDBCursor* caller) {
+    for (const DATASTRUCT* value : values) {
+        const int32_t status = CheckValue(value, record);
+        if (status != ENGINE_OK) {
+            return status;
+        }
+    }
+    if (!CanChange(record, values)) {
+        return Exchange(record, values, caller);
+    }
+    caller->ReleaseFromCache(record);
+    ReleaseFromCursors(record, caller);
+    Change(record, values);
+    return ENGINE_OK;
+}
+
+// Whether a linked record can take the values where it is, so that nothing can fail.
+bool CDBTable::CanChange(const CDBNode* record, const std::vector<DATASTRUCT*>& values) {
+    if (!indexes_.FollowsRecords() || !record->HasRoomFor(values) ||
+        indexes_.GetRecords()->Reserve(1) != ENGINE_OK) {
+        return false;
+    }
+    return std::all_of(values.begin(), values.end(), [this](const DATASTRUCT* value) {
+        CDBValueMap* map = GetValues(value->field);
+        return map == nullptr || map->Reserve(1);
+    });
+}
+
+// A changed record is a new one: in every order it stands last.
+void CDBTable::Change(CDBNode* record, const std::vector<DATASTRUCT*>& values) {
+    const auto changes = [&values](const CDBField* field) {
+        return std::any_of(values.begin(), values.end(),
+                           [field](const DATASTRUCT* value) { return value->field == field; });
+    };
+    for (const auto& map : values_) {
+        if (map != nullptr) {
+            changes(map->GetField()) ? map->Remove(record) : map->MoveToEnd(record);
+        }
+    }
+    content_size_ -= GetStoredSize(record);
+    for (const DATASTRUCT* value : values) {
+        record->PutNodeValue(value);
+    }
+    content_size_ += GetStoredSize(record);
+    LinkValues(record);  // those that it stayed in know it
+    indexes_.GetRecords()->MoveToEnd(record);
+}
+
+int32_t CDBTable::Exchange(CDBNode* record, const std::vector<DATASTRUCT*>& values,
+                           CDBCursor* caller) {
+    CDBNode* made = nullptr;
+    int32_t status = CloneNode(&made, record, values);
+    std::unique_ptr<CDBNode> copy(made);
+    for (size_t i = 0; status == ENGINE_OK && i < values.size(); ++i) {
+        status = copy->PutNodeValue(values[i]);
+    }
+    if (status == ENGINE_OK) {
+        status = InsertNode(copy.get());
+    }
+    if (status == ENGINE_OK) {
+        static_cast<void>(copy.release());  // the table's from now on
+        caller->ReleaseFromCache(record);
+        ReleaseNode(record, caller);
+        DeleteNode(record);
+    }
     return status;
 }
 
@@ -236,6 +296,23 @@ bool CDBTable::FindMatches(const DATASTRUCT* key, size_t most) {
     CDBValueMap* values = GetValues(key->field);
     matches_.clear();
     return values != nullptr && values->FindEqual(key, most, &matches_);
+}
+
+void CDBTable::FetchAhead(const std::vector<DATASTRUCT*>& values) const {
+    for (const DATASTRUCT* value : values) {
+        if (const CDBValueMap* map = GetValues(value->field)) {
+            map->FetchSlot(value->data, value->length);
+        }
+    }
+}
+
+void CDBTable::Reserve(uint32_t records) {
+    indexes_.GetRecords()->Reserve(records);
+    for (const auto& map : values_) {
+        if (map != nullptr) {
+            map->Reserve(records);
+        }
+    }
 }
 
 int32_t CDBTable::FindNodes(CDBSearch* search, const DATASTRUCT* key) {
@@ -265,7 +342,7 @@ int32_t CDBTable::Walk(CDBSearch* search, const DATASTRUCT* key) {
         index = indexes_.GetHash(key->field);
     }
     if (index == nullptr) {
-        index = GetRecordList();
+        index = GetRecordIndex();
     }
     if (index == nullptr) {
         return ENGINE_MEMORY;
@@ -286,7 +363,7 @@ bool CDBTable::IsTaken(const DATASTRUCT* value, const CDBNode* replaced) {
     }
     const CDBHash* index = indexes_.GetHash(value->field);
     if (index == nullptr) {
-        index = GetRecordList();
+        index = GetRecordIndex();
     }
     if (index == nullptr) {
         throw std::bad_alloc();
@@ -294,18 +371,20 @@ bool CDBTable::IsTaken(const DATASTRUCT* value, const CDBNode* replaced) {
     return CDBSearch::HasMatch(index, value, replaced);
 }
 
-int32_t CDBTable::PutNodeValue(CDBNode* record, const DATASTRUCT* value, const CDBNode* replaced) {
+int32_t CDBTable::CheckValue(const DATASTRUCT* value, const CDBNode* replaced) {
     if (value->field == nullptr) {
         return ENGINE_NO_FIELD;
     }
     try {
-        if (value->field->IsUnique() && IsTaken(value, replaced)) {
-            return ENGINE_DUPLICATE;
-        }
+        return value->field->IsUnique() && IsTaken(value, replaced) ? ENGINE_DUPLICATE : ENGINE_OK;
     } catch (const std::bad_alloc&) {
         return ENGINE_MEMORY;
     }
-    return record->PutNodeValue(value);
+}
+
+int32_t CDBTable::PutNodeValue(CDBNode* record, const DATASTRUCT* value, const CDBNode* replaced) {
+    const int32_t status = CheckValue(value, replaced);
+    return status == ENGINE_OK ? record->PutNodeValue(value) : status;
 }
 
 int32_t CDBTable::GetNodeValue(const CDBNode* record, DATASTRUCT* value) {

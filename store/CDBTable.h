@@ -35,6 +35,7 @@ class CDBTable {
     CDBFieldArray* GetFields() { return &schema_; }
     CDBHashMap* GetIndexes() { return &indexes_; }
     int32_t GetRecordCount() const { return record_count_; }
+    const CDBRecordList* GetRecords() const { return indexes_.GetRecords(); }
     // The bytes that the linked records' values take in a file, numbers and lengths included.
     uint64_t GetContentSize() const { return content_size_; }
 
@@ -63,6 +64,13 @@ class CDBTable {
     // it; the record is then the caller's. The count falls whether it was linked or not. ENGINE_OK.
     int32_t ReleaseNode(CDBNode* record, const CDBCursor* caller = nullptr);
 
+    // Put the record out of the table that CloneNode would make of it with these values, and link
+    // that in its stead, as PutNodeValue, InsertNode and ReleaseNode would, one after the other; a
+    // record with room for the values is changed where it is. The caller's cursor is seen to, as
+    // every other. ENGINE_OK, and the old record is gone; ENGINE_NO_FIELD, ENGINE_DUPLICATE or
+    // ENGINE_MEMORY and nothing changed.
+    int32_t UpdateNode(CDBNode* record, const std::vector<DATASTRUCT*>& values, CDBCursor* caller);
+
     // Destroy a record that is not linked in; nothing for null. ENGINE_OK.
     static int32_t DeleteNode(CDBNode* record);
 
@@ -71,6 +79,15 @@ class CDBTable {
     // records. ENGINE_OK, or ENGINE_MEMORY (also for a null search), the search's records
     // undefined.
     int32_t FindNodes(CDBSearch* search, const DATASTRUCT* key);
+
+    // Start to fetch from memory what looking for these values, or adding them, will need.
+    void FetchAhead(const std::vector<DATASTRUCT*>& values) const;
+
+    // The values of a field of this table that is indexed or unique, else null.
+    CDBValueMap* GetValues(const CDBField* field) const;
+
+    // Take memory at once for so many more records, if it can be had.
+    void Reserve(uint32_t records);
 
     // Set a record's value. A value of a unique field must match, by its own comparison code, no
     // linked record but the FIRST match when that is `replaced`. ENGINE_OK; ENGINE_NO_FIELD,
@@ -86,22 +103,25 @@ class CDBTable {
     void PromoteCursor(CDBCursor* cursor);
 
   private:
-    CDBHash* GetRecordList();
-    CDBValueMap* GetValues(const CDBField* field) const;
+    const CDBHash* GetRecordIndex();
     int32_t MakeValueMaps();
     int32_t LinkValues(CDBNode* record);
     void UnlinkValues(CDBNode* record);
+    void ReleaseFromCursors(const CDBNode* record, const CDBCursor* caller);
+    int32_t CheckValue(const DATASTRUCT* value, const CDBNode* replaced);
     bool IsTaken(const DATASTRUCT* value, const CDBNode* replaced);
+    bool CanChange(const CDBNode* record, const std::vector<DATASTRUCT*>& values);
+    void Change(CDBNode* record, const std::vector<DATASTRUCT*>& values);
+    int32_t Exchange(CDBNode* record, const std::vector<DATASTRUCT*>& values, CDBCursor* caller);
     bool FindMatches(const DATASTRUCT* key, size_t most);
     int32_t Walk(CDBSearch* search, const DATASTRUCT* key);
-    void DestroyRecords(CDBHash* list);
+    void DestroyRecords();
 
     CDBFieldArray schema_;
     CDBHashMap indexes_;
     std::vector<std::unique_ptr<CDBValueMap>> values_;  // by field; null where there is none
     uint32_t value_maps_ = 0;
     int32_t record_count_ = 0;
-    uint64_t next_sequence_ = 1;
     uint64_t content_size_ = 0;
     std::vector<CDBNode*> matches_;  // of one look-up; kept so that it need not grow each time
     CDBCursor* first_cursor_ = nullptr;

@@ -40,6 +40,18 @@ class CDBValueMap {
     int32_t Add(CDBNode* record);
     void Remove(CDBNode* record);
 
+    // Make room for so many more records, so that adding them cannot fail. False when memory is
+    // short.
+    bool Reserve(uint32_t more);
+
+    // Let a record stand last among those with its value.
+    void MoveToEnd(CDBNode* record);
+
+    // Start to fetch from memory what looking for a value, or adding it, will need: first the slot,
+    // and a little later, with the number that this gave, the record.
+    uint32_t FetchSlot(const void* data, uint32_t length) const;
+    void FetchRecord(uint32_t hash) const;
+
     // Append the records whose values equal the key, ring by ring, as many as `most`. False, and
     // nothing appended, when memory is short: the records must then be walked.
     bool FindEqual(const DATASTRUCT* key, size_t most, std::vector<CDBNode*>* out);
@@ -78,7 +90,7 @@ class CDBValueMap {
     bool IsInteger() const { return field_->GetType() == VAMEL_TYPE_INTEGER; }
     Value ValueOf(const CDBNode* record) const;
     uint32_t Hash(const Value& value) const;
-    bool IsSame(const Value& a, const Value& b) const;
+    bool IsSame(const CDBNode* record, const Value& value) const;
     bool IsRegular(const Value& value) const;
     bool IsOneProbe(const Value& key) const;
     uint32_t BucketOf(const Value& value) const;
@@ -87,10 +99,12 @@ class CDBValueMap {
     uint32_t Next(uint32_t slot) const { return slot + 1 < capacity_ ? slot + 1 : 0; }
     uint32_t FindSlot(const Value& value, uint32_t hash) const;
     uint32_t FindSlotOf(const CDBNode* first) const;
-    bool Grow();
+    bool Resize(uint64_t wanted);
     void EraseSlot(uint32_t slot);
 
     void StartRing(Slot* slot, uint32_t hash, CDBNode* record);
+    void InsertBefore(CDBNode* first, CDBNode* record);
+    void Unlink(const CDBKeyLink* link);
     void JoinRing(Slot* slot, CDBNode* record);
     void Count(const Value& value, int32_t by);
 

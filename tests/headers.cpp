@@ -2,6 +2,10 @@
 #include "vamel/errors.h"
 #include "vamel/vamel.h"
 static_assert(VAMEL_ERR_SCHEMA == -12 && VAMEL_FIELDS_SKIPPED == 6, "codes are fixed");
+#include "vamel/vamel.hpp"
+const std::error_category& CategoryOfOtherUnit();
 int main() {
-    return vamel_result_name(-10)[0] == 'V' && vamel_result_text(99)[0] == 'n' ? 0 : 1;
+    const bool one_category = CategoryOfOtherUnit() == vamel::category();
+    return vamel_result_name(-10)[0] == 'V' && vamel_result_text(99)[0] == 'n' && one_category ? 0
+                                                                                               : 1;
 }

@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr char kKey[] = "HorsesRunFasterThanTurtles";
 constexpr uint32_t kNumberSize = 4;
 constexpr uint32_t kSmallRecord = 7;  // bytes, with one value of one byte
 constexpr uint8_t kRecordEnd = 255;

@@ -14,6 +14,9 @@
 // All operations give a result code of the public header; none throws. One thread at a time.
 class CVLFile : public CCBuffer {
   public:
+    // What every file is enciphered with.
+    static constexpr char kKey[] = "HorsesRunFasterThanTurtles";
+
     // The table's fields by the number that the file gives them.
     using FieldMap = CDBField* [256];
 

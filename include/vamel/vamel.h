@@ -225,11 +225,12 @@ VAMEL_API int32_t vamel_set_env(vamel_env* env, uint32_t option, const void* val
  *   env     read and not kept: it may be freed, or serve other opens, right after the call.
  *   db_out  receives the database; the host closes it with vamel_close.
  *
- * A main file (or backup) that is empty, malformed or fails its checksum is REMOVED. The result of
- * a backup that exists, good or bad, replaces the main file's. A main file whose records could be
- * read only in part (VAMEL_FIELDS_SKIPPED, VAMEL_ERR_DUPLICATE, VAMEL_ERR_MEMORY) keeps what it
- * loaded, and the backup's records are loaded on top. After a main file whose records were
- * malformed, a table loaded from the backup keeps no index by field, as after vamel_rollback.
+ * A main file (or backup) that is empty, malformed or fails its checksum is REMOVED; a file that a
+ * fault of the disk cuts short while it is read looks the same. The result of a backup that exists,
+ * good or bad, replaces the main file's. A main file whose records could be read only in part
+ * (VAMEL_FIELDS_SKIPPED, VAMEL_ERR_DUPLICATE, VAMEL_ERR_MEMORY) keeps what it loaded, and the
+ * backup's records are loaded on top. After a main file whose records were malformed, a table
+ * loaded from the backup keeps no index by field, as after vamel_rollback.
  *
  * VAMEL_OK              read.
  * VAMEL_NO_FILE         neither file exists: the table is empty and the handle is valid. The file

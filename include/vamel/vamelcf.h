@@ -31,24 +31,26 @@
 extern "C" {
 #endif
 
-typedef unsigned char Boolean; /* 0 is false, 1 is true */
-typedef uint8_t UInt8;
-typedef uint16_t UInt16;
-typedef uint32_t UInt32;
+typedef unsigned char Boolean;   /* 0 is false, 1 is true */
+typedef uint8_t UInt8;           /* a byte */
+typedef uint16_t UInt16;         /* 16 bits, unsigned */
+typedef uint32_t UInt32;         /* 32 bits, unsigned */
 typedef UInt16 UniChar;          /* one UTF-16 unit */
 typedef signed long CFIndex;     /* a length, position or count */
 typedef UInt32 CFStringEncoding; /* names an encoding of text in bytes */
 typedef const void* CFTypeRef;   /* any object; strings are the only ones */
 
+/* A string. NULL is none. */
 /* NOLINTNEXTLINE(bugprone-reserved-identifier): hosts may forward declare it by this name. */
 typedef const struct __CFString* CFStringRef;
+/* An allocator. There is but kCFAllocatorDefault. */
 /* NOLINTNEXTLINE(bugprone-reserved-identifier): as above. */
 typedef const struct __CFAllocator* CFAllocatorRef;
 
 /* length units from position location on. */
 typedef struct CFRange {
-    CFIndex location;
-    CFIndex length;
+    CFIndex location; /* the first unit, counted from 0 */
+    CFIndex length;   /* how many units */
 } CFRange;
 
 /* The only allocator. The argument is there for the interface's sake: malloc serves every call. */

@@ -44,6 +44,7 @@ TEST(CCBufferTest, GrowthAndThrownCodes) {
     CHECK(0, 6, 6, 6, b.ClearBuffer(), b.WriteBuffer("abcdef", 6));
     CHECK(1, 6, 6, 6, b.WriteBuffer("", UINT32_MAX));
     CHECK(1, 6, 6, 6, b.WriteBuffer("", UINT32_MAX - 6));
+    CHECK(0, 6, 6, 6, b.WriteBuffer(nullptr, 0));
     CHECK(0, 0, 6, 6, b.Rewind(), b.AllocBuffer(5));
     CHECK(2, 0, 6, 6, b.SkipPointer(7));
     CHECK(2, 2, 6, 6, b.SkipPointer(2), b.ReadBuffer(to, UINT32_MAX));
@@ -52,6 +53,29 @@ TEST(CCBufferTest, GrowthAndThrownCodes) {
     CHECK(0, 5, 5, 6, b.MakeBuffer(3), b.WriteBuffer("xy", 2));
     CHECK(0, 5, 5, 5, b.ToFile(file.get()), b.FreeBuffer(), b.FromFile(file.get()));
     EXPECT_EQ(Hex(b.GetData(), 5) + Hex(to, 4), "616263787963646566");
+}
+
+// Keys and contents of lengths at which words begin, end and wrap.
+TEST(CCBufferTest, EveryByteIsXoredWithTheKeyAndTheCipherByteBeforeIt) {
+    for (const size_t length : {0, 1, 5, 7, 8, 9, 26, 63, 64, 65, 100}) {
+        for (uint32_t count = 1; count < 300; count += count < 80 ? 1 : 73) {
+            std::string key, plain, cipher;
+            for (size_t i = 0; i < length; ++i) {
+                key += char(i * 7 % 255 + 1);
+            }
+            for (uint32_t i = 0; i < count; ++i) {
+                plain += char(i * 151 + 90);
+                cipher += char(plain[i] ^ key.c_str()[i % std::max<size_t>(length, 1)] ^
+                               (i > 0 ? cipher[i - 1] : 0));
+            }
+            CCBuffer b;
+            b.WriteBuffer(plain.data(), count);
+            EXPECT_EQ(b.Encryption(key.c_str()), length);
+            EXPECT_EQ(Hex(b.GetData(), count), Hex(cipher.data(), count)) << length;
+            EXPECT_EQ(b.Decryption(key.c_str()), length);
+            EXPECT_EQ(Hex(b.GetData(), count), Hex(plain.data(), count)) << length;
+        }
+    }
 }
 
 }  // namespace

@@ -32,6 +32,8 @@ TEST(CCStringTest, CopiesAndAppendsAlsoFromItself) {
     CHECK("abcdef", "6 7 8 aXYdVWZQ", s.Replace("XY", 1), s.Replace("VWZ", 4), s.Replace("Q", 7));
     CHECK("abc", "5 ababc", s.Replace(s.GetText(), 2));
     CHECK(nullptr, "0 1 2 ab", s.CopyString(s.GetText(), -1), s.CatString("a"), s.Replace("b", 1));
+    CHECK("abc", "3 4 4 abcd", s.CatString(nullptr), s.CatString(std::string("d").c_str()),
+          s.Replace(nullptr, 2));
     CHECK(nullptr, "10 0 0 ", (s.AllocBuffer(10), s.AllocBuffer(9)[9] = '#', s.GetCapacity()),
           s.AllocBuffer(10)[9], s.AllocBuffer(0) != nullptr);
 }
@@ -49,6 +51,13 @@ TEST(CCStringTest, SearchesComparesAndChangesInPlace) {
           s.ReplaceReverse('a', 'y', -1), s.Replace('a', 'x', -1));
     CHECK("banana", "-1 -1 banana", s.Replace('a', 'x', -2), s.ReplaceReverse('a', 'x', 6));
     CHECK("abcdef", "0 0 3 aef", s.TrimMid(0, 6), s.TrimMid(-1, 2), s.TrimMid(1, 3));
+    CHECK("AbCb", "-1 -1 -1 -1 0 1 4 1 abCb", s.Search(nullptr), s.Replace('z', 'x', 0),
+          s.ReplaceReverse('z', 'x', -1), s.ReplaceReverse('z', 'x', -5), s.TrimMid(2, 1),
+          s.Replace('b', '\0', 0), s.StringLower(), s.Replace('\0', 'b', 0));
+    CHECK("", "0 1 0 -1 -1 ", s.TrimRight('/'), s == nullptr, s.CompareString(nullptr, 0),
+          s.CompareString(CCString(9), 1), s.CompareString(nullptr, 1));
+    CHECK(nullptr, "0 0 0 ", s.TrimMid(0, 0), s.StringLower(),
+          s.CopyString(static_cast<const CFStringRef*>(nullptr)));
     CHECK("@AZ[\xC4//", "6 6 6 @az[\xC4/", s.TrimRight('/'), s.TrimRight('x'), s.StringLower());
 }
 

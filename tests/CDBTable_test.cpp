@@ -20,11 +20,13 @@ static int32_t Create(CDBFieldArray* fields, const std::string& name, int32_t ty
 // Values and keys are written as field, comparison and bytes, one or more: "I<\0\0\0\5,T=abc".
 class CDBTableTest : public testing::Test {
   protected:
-    CDBTableTest() {
+    CDBTableTest() { SetUpTable(); }
+    void SetUpTable() {
         CDBFieldArray fields;
         for (const std::string field : {"N71", "I11", "T21", "U22", "C33"}) {
             Create(&fields, field.substr(0, 1), field[1] - '0', field[2] - '0');
         }
+        table_ = std::make_unique<CDBTable>();
         EXPECT_EQ(table_->Init(&fields), ENGINE_OK);
     }
     CDBField* Field(char c) { return table_->GetFields()->GetField(uint32_t("NITUC"s.find(c))); }
@@ -41,9 +43,13 @@ class CDBTableTest : public testing::Test {
     int32_t Put(CDBNode* record, const std::string& text, const CDBNode* replaced = nullptr) {
         return table_->PutNodeValue(record, &Values(text)[0], replaced);
     }
-    CDBNode* Add(const std::string& text) {
+    CDBNode* Add(const std::string& text, bool has_room = false) {
         CDBNode* record = nullptr;
-        EXPECT_EQ(table_->CreateNode(&record), ENGINE_OK);
+        CDBNodeRoom room;
+        for (const DATASTRUCT& value : Values(text)) {
+            room.AddValue(has_room ? value.length : UINT32_MAX);
+        }
+        EXPECT_EQ(table_->CreateNode(&record, room), ENGINE_OK);
         for (const DATASTRUCT& value : Values(text)) {
             EXPECT_EQ(table_->PutNodeValue(record, &value, nullptr), ENGINE_OK) << text;
         }
@@ -66,24 +72,9 @@ class CDBTableTest : public testing::Test {
         }
         return Rest(&search);
     }
-    std::unique_ptr<CDBTable> table_ = std::make_unique<CDBTable>();
+    std::unique_ptr<CDBTable> table_;
     std::deque<std::vector<char>> kept_;  // blocks that end where their bytes do
 };
-
-TEST(CDBFieldArrayTest, HoldsUpTo256DifferentNames) {
-    CDBFieldArray fields, copy;
-    for (int32_t i = 0; i < 256; ++i) {
-        EXPECT_EQ(Create(&fields, (i == 0 ? "F" : "f") + std::to_string(100 + i), i, -i), 0) << i;
-    }
-    EXPECT_EQ(copy.CloneFieldArray(&fields) + copy.CloneFieldArray(&fields), 0) << "in its place";
-    EXPECT_EQ(Create(&fields, "f356", 1, 0), ENGINE_TOO_MANY_FIELDS);
-    EXPECT_EQ(Create(&fields, "f101", 9, 9), ENGINE_NAME_TAKEN);
-    const CDBField* f = copy.SearchField(fields.GetField(255)->GetName());
-    EXPECT_TRUE(f == copy.GetField(255) && f->GetIndex() == 255);
-    EXPECT_TRUE(f->GetType() == 255 && f->GetFlags() == -255 && copy.GetSize() == 256);
-    EXPECT_EQ(copy.CloneFieldArray(nullptr), ENGINE_OK);
-    EXPECT_EQ(CDBTable().Init(&copy), ENGINE_EMPTY_SCHEMA);
-}
 
 TEST_F(CDBTableTest, ValuesCompareByTheirTypeOverTheShorterLength) {
     std::istringstream rows(
@@ -113,56 +104,6 @@ TEST_F(CDBTableTest, ARecordHoldsOneValueForEachField) {
     EXPECT_EQ(record->GetHead()->GetNext(), last.get());
     EXPECT_EQ(record->DeleteNodeValue(&keys[0]), ENGINE_OK);
     EXPECT_EQ(record->GetHead(), nullptr) << "the first value takes the others with it";
-}
-
-TEST_F(CDBTableTest, KeysSeedTheResultSetAndThenNarrowIt) {
-    for (const char* text : {"N=A,T=abc,U=5", "N=B,T=abcd", "N=C,T=", "N=D", "N=E,T=b,U=6"}) {
-        Add(text);
-    }
-    std::istringstream rows(
-        "T=abc A  T<abc C  T>abc E  T{abc ABC  T}abc ABE  T?abc AB  T= -  T{ C  T}abc,U=5 AB "
-        "U=5,T}abc A  T=zz,U=6 E  T>abc,U=5,T?abc AB");
-    for (std::string keys, names; rows >> keys >> names;) {
-        EXPECT_EQ(Find(keys), names == "-" ? "" : names) << keys;
-    }
-    EXPECT_EQ(table_->GetIndexes()->GetHash(Field('C'))->GetBucketCount(), 1987U);
-    EXPECT_EQ(table_->GetIndexes()->GetHash(Field('N'))->GetBucketCount(), 1U);
-}
-
-TEST_F(CDBTableTest, CursorsAndIndexesLetGoOfRemovedRecords) {
-    std::istringstream rows(
-        "own 0 B -AC  own 1 A -BC  own 2 B AC  own 3 C B  other 0 B -AC  other 1 A -BC "
-        "other 1 BC A  other 2 BA -C  other 2 A B  other 3 B C  other 4 B -");
-    CDBCursor idle(table_.get());
-    for (std::string by, steps, names, left; rows >> by >> steps >> names >> left;) {
-        CDBNode* const records[] = {Add("N=A"), Add("N=B"), Add("N=C")};
-        CDBCursor cursor(table_.get());
-        cursor.ExchangeSearch(std::make_unique<CDBSearch>());
-        CDBSearch* search = cursor.GetSearch();
-        EXPECT_EQ(table_->FindNodes(search, nullptr), ENGINE_OK);
-        for (char i = '0'; i < steps[0]; ++i) {
-            cursor.SetCurrent(search->GetNextCache());
-        }
-        std::string all = "ABCD";
-        for (const char name : names) {
-            CDBNode* record = records[name - 'A'];
-            if (by == "own") {
-                cursor.ReleaseFromCache(record);
-                EXPECT_EQ(search->ReleaseFromCache(record), ENGINE_NO_VALUE);
-            }
-            table_->ReleaseNode(record, by == "own" ? &cursor : nullptr);
-            CDBTable::DeleteNode(record);
-            all.erase(all.find(name), 1);
-        }
-        EXPECT_EQ(Read(cursor.GetCurrent()) + Rest(search), left) << by << steps << names;
-        Add("N=D");
-        EXPECT_EQ(Find("N>"), all) << names;
-        EXPECT_EQ(table_->Term(), ENGINE_OK);
-        EXPECT_EQ(Read(cursor.GetCurrent()) + Read(search->GetFirstCache()), "--");
-    }
-    idle.SetCurrent(Add("N=A"));
-    table_.reset();
-    EXPECT_TRUE(idle.GetTable() == nullptr && idle.GetCurrent() == nullptr);
 }
 
 // Chains are made when they are asked for and kept from then on; walking them finds what look-ups
@@ -202,34 +143,196 @@ TEST_F(CDBTableTest, LookUpsFindWhatWalkingTheChainsFinds) {
         EXPECT_EQ(index->GetList() != nullptr, i < 452);
         if (i >= 450) {
             EXPECT_EQ(Find(key), walk(index, sought)) << i;
+            CDBSearch search;
+            EXPECT_EQ(search.CacheNodesFirst(index, &sought), ENGINE_OK);
+            EXPECT_EQ(Rest(&search), walk(index, sought)) << i;
+            EXPECT_EQ(CDBSearch::HasMatch(index, &sought, nullptr), search.GetCount() != 0);
         }
     }
     table_->Term();
     EXPECT_EQ(table_->GetContentSize(), 0U);
 }
 
-TEST_F(CDBTableTest, UniqueValuesMatchNoOtherRecord) {
-    std::map<char, CDBNode*> old = {{'a', Add("U=abc,C=abc")}, {'b', Add("U=abd,C=ab")}};
-    Add("U=,C=");
+// Values whose hashes are the same, one of them the beginning of another; values that are shorter
+// than all their neighbours; and many that are equal.
+TEST_F(CDBTableTest, LookUpsTellValuesApart) {
+    for (const std::string value : {"cfvt", "hlou", "qxyl", "aauhf"}) {
+        Add("N=" + value + ";,T=" + value + '\0');
+    }
+    for (const std::string value : {"aauhf", "cfvt", "hlou", "qxyl"}) {
+        EXPECT_EQ(Find("T=" + value + '\0'), value + ";");
+    }
+    Add("N=k;,T=kvso"), Add("N=l;,T=kvsoqwp");
+    EXPECT_EQ(Find("T=kvso"), "k;") << "and not what is in another bucket";
+    EXPECT_EQ(Find("T=kvsoqwp"), "l;");
+    for (const char* text : {"U=xa", "U=xb", "U=xc"}) {
+        Add(text);
+    }
+    CDBNode record;
+    EXPECT_EQ(Put(&record, "U=x"), ENGINE_DUPLICATE);
+    for (int i = 0; i < 1100; ++i) {
+        Add("T=same,I=\0\0\0\5"s);
+    }
+    for (const std::string& key : {"T=same"s, "I=\0\0\0\5"s, "T=same"s}) {
+        CDBSearch search;
+        EXPECT_EQ(table_->FindNodes(&search, &Values(key)[0]), ENGINE_OK);
+        EXPECT_EQ(search.GetCount(), 1100U);
+    }
+    EXPECT_FALSE(table_->GetValues(Field('T'))->Reserve(UINT32_MAX));
+}
+
+// In a record that has room left, and in one that must make way for another. Either way the record
+// is the last of all from then on.
+TEST_F(CDBTableTest, UpdatesPutARecordBehindAllOthers) {
     std::istringstream rows(
-        "U=abc - 3  U=ab - 3  U=abcd - 3  U=ac - 0  U= - 0  U=abcd a 0  U=ab a 3  U=abd b 0 "
-        "U>abd - 0  U>abc - 3  U>abc b 0  U<a - 3  U?abc - 3  C=abc - 3  C=abc a 0  C=abcd - 0 "
-        "C=axy - 0  C<axy - 3  C= - 0  T=abc - 0");
-    for (std::string text, replaced, status; rows >> text >> replaced >> status;) {
-        CDBNode record;
-        EXPECT_EQ(Put(&record, text, old[replaced[0]]), status[0] - '0') << text << " " << replaced;
-        EXPECT_EQ(Read(&record, text[0]), status == "0" ? text.substr(2) : "-");
+        "N=A C=5 0 BA  T=x C=5 0 BA  I=longer,I=longer C=5 0 BA  I=longer,I=longer C=longvalue 0 "
+        "BA "
+        "I=1 I=2 0 BA  I=1 I=muchlonger 0 BA  U=1 U=2 0 BA  U=1 U=3 3 AB");
+    for (std::string first, change, status, order; rows >> first >> change >> status >> order;) {
+        CDBNode* records[] = {Add("N=A,T=x," + first, true), Add("N=B,T=x,U=3")};
+        CDBCursor cursor(table_.get());
+        std::vector<DATASTRUCT> values = Values(change);
+        std::vector<DATASTRUCT*> changes = {&values[0]};
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(table_->UpdateNode(records[0], changes, &cursor), status[0] - '0') << change;
+            CDBSearch search;
+            EXPECT_EQ(table_->FindNodes(&search, nullptr), ENGINE_OK);
+            EXPECT_EQ(Rest(&search) + Find("T=x"), order + order) << first << change;
+            search.GetFirstCache();
+            records[0] = status == "0" ? search.GetNextCache() : records[0];
+            EXPECT_EQ(Read(records[0], change[0]),
+                      status == "0" ? change.substr(2) : first.substr(2));
+        }
+        SetUpTable();
     }
 }
 
-TEST_F(CDBTableTest, TermLeavesTheSchemaAndTheListOfAllRecords) {
+TEST_F(CDBTableTest, WhatIsFoundIsAppended) {
+    CDBNode* records[] = {Add("N=A,I=b"), Add("N=B,I=a"), Add("N=C")};
+    const CDBHash* all = table_->GetIndexes()->GetHash(nullptr);
+    CDBSearch search;
+    std::vector<CDBNode*> matches = {records[2]};
+    EXPECT_EQ(search.CacheMatches(&matches), ENGINE_OK);
+    matches = {records[0]};
+    EXPECT_EQ(search.CacheMatches(&matches), ENGINE_OK);
+    EXPECT_EQ(search.ReleaseFromCache(records[1]), ENGINE_NO_VALUE);
+    EXPECT_EQ(search.ReleaseFromCache(records[0]), ENGINE_OK);
+    EXPECT_EQ(search.CacheNodesFirst(all, nullptr), ENGINE_OK);
+    EXPECT_EQ(search.CacheNodesNext(nullptr), ENGINE_OK);
+    EXPECT_EQ(Rest(&search), "CABC");
+    EXPECT_EQ(search.CacheNodesNext(&Values("N}B")[0]), ENGINE_OK);
+    EXPECT_EQ(Rest(&search), "CBC");
+    search.Clear();
+    EXPECT_EQ(search.CacheNodesAll(table_->GetIndexes()->GetHash(Field('I'))), ENGINE_OK);
+    EXPECT_EQ(Rest(&search), "CBA") << "bucket by bucket";
+}
+
+TEST_F(CDBTableTest, WhatIsNotThereIsRefused) {
+    CDBNode* record = Add("N=A,T=abc,I=");
+    char bytes[4] = "";
+    DATASTRUCT nowhere = {nullptr, bytes, 1, 0}, copy = {Field('T'), bytes, 0, 0};
+    EXPECT_EQ(table_->GetNodeValue(record, &nowhere), ENGINE_NO_FIELD);
+    EXPECT_EQ(table_->PutNodeValue(record, &nowhere, nullptr), ENGINE_NO_FIELD);
+    EXPECT_EQ(table_->GetNodeValue(record, &copy), ENGINE_OK);
+    EXPECT_EQ(std::string(bytes, copy.length), "abc");
+    copy = {Field('C'), nullptr, 7, 0};
+    EXPECT_EQ(table_->GetNodeValue(record, &copy), ENGINE_NO_VALUE);
+    EXPECT_EQ(copy.length, 7U);
+    copy = {Field('I'), nullptr, 7, 0};
+    EXPECT_EQ(table_->GetNodeValue(record, &copy) + copy.length, 0U);
+
+    CDBSearch search;
     CDBNode stranger;
+    CDBTable empty;
+    CDBField other;
+    CCString name;
+    EXPECT_EQ(table_->FindNodes(&search, &nowhere) + search.GetCount(), 0U);
+    EXPECT_EQ(table_->FindNodes(nullptr, nullptr), ENGINE_MEMORY);
+    EXPECT_EQ(table_->InsertNode(&stranger), ENGINE_MEMORY) << "made without room for this table";
     EXPECT_EQ(table_->ReleaseNode(&stranger), ENGINE_OK);
-    EXPECT_EQ(table_->GetRecordCount(), -1) << "counted although it was not linked in";
-    EXPECT_EQ(table_->Term(), ENGINE_OK);
-    Add("N=A,T=abc,C=abc");
-    Add("N=B,T=ab");
-    EXPECT_EQ(table_->GetRecordCount(), 2);
-    EXPECT_EQ(Find("T=abc"), "AB");
-    EXPECT_EQ(Put(&stranger, "C=ab"), ENGINE_DUPLICATE);
+    EXPECT_EQ(table_->GetRecordCount(), 0) << "counted although it was not linked in";
+    EXPECT_EQ(empty.Init(nullptr), ENGINE_EMPTY_SCHEMA);
+    EXPECT_EQ(empty.FindNodes(&search, nullptr), ENGINE_MEMORY);
+    EXPECT_EQ(empty.InsertNode(&stranger), ENGINE_MEMORY);
+    EXPECT_EQ(empty.PutNodeValue(&stranger, &Values("U=a")[0], nullptr), ENGINE_MEMORY);
+    EXPECT_EQ(empty.Term() + empty.GetRecordCount(), 0);
+    EXPECT_EQ(table_->GetValues(&other), nullptr) << "not this table's, though its number is";
+    EXPECT_EQ(other.SetInfo(name, 200, 0, 0), ENGINE_OK);
+    EXPECT_EQ(table_->GetValues(&other), nullptr);
+    CDBCursor lost(nullptr);
+    EXPECT_TRUE(lost.GetTable() == nullptr && lost.GetCurrent() == nullptr);
+}
+
+TEST_F(CDBTableTest, LinksStandInTheirBuckets) {
+    CDBHash index(nullptr, 3);
+    CDBNode* record = Add("N=A,T=a");
+    CDBHashNode a = {record}, b, c, other;
+    EXPECT_EQ(index.AddHashNode(record), ENGINE_MEMORY) << "no buckets";
+    index.PushHashNode(0, &a);
+    EXPECT_EQ(index.GetHeadHashNode(0), nullptr);
+    EXPECT_EQ(index.AllocHash(3), ENGINE_OK);
+    for (CDBHashNode* link : {&a, &b, &c, decltype(&a)()}) {
+        index.PushHashNode(4, link);
+    }
+    index.PushHashNode(2, &other);
+    EXPECT_TRUE(index.GetHeadHashNode(1) == &a && a.next == &b && c.previous == &b);
+    EXPECT_TRUE(index.GetHeadHashNode(0) == nullptr && index.GetHeadHashNode(3) == nullptr);
+    EXPECT_TRUE(index.SearchHashNode(1, record) == &a &&
+                index.SearchHashNode(2, record) == nullptr);
+    CDBSearch search;
+    EXPECT_EQ(search.CacheNodesAll(&index) + search.CacheNodesFirst(&index, &Values("T=a")[0]), 0);
+    EXPECT_EQ(Rest(&search), "AA") << "links without a record are passed";
+    index.PopHashNode(4, &b);
+    index.PopHashNode(4, nullptr);
+    EXPECT_TRUE(a.next == &c && c.previous == &a);
+    index.PopHashNode(4, &a);
+    index.PopHashNode(4, &c);
+    EXPECT_EQ(index.GetHeadHashNode(1), nullptr);
+    EXPECT_EQ(index.FreeHash() + index.DeleteAllHashNodes(), ENGINE_OK)
+        << "the link is not its own";
+    index.PopHashNode(2, &other);
+
+    CDBHashMap* indexes = table_->GetIndexes();
+    EXPECT_EQ(indexes->AddHash(Field('U')), ENGINE_OK) << "knows those records that come later";
+    CDBNode* later = Add("U=u");
+    EXPECT_EQ(indexes->GetHash(Field('U'))->GetHeadHashNode('u')->record, later);
+    EXPECT_EQ(indexes->GetHash(Field('U'))->GetHeadHashNode(0), nullptr);
+}
+
+TEST(CDBRecordListTest, KeepsItsOrderWhileRecordsComeAndGo) {
+    std::minstd_rand random(5);  // the seed
+    CDBRecordList list, other;
+    CDBNode stranger;
+    other.Append(&stranger);
+    std::vector<CDBNode*> model;
+    for (uint32_t i = 0; i < 3000; ++i) {  // it grows, and then shrinks to few
+        const size_t at = random() % (model.size() + 1);
+        if (at == model.size() || random() % 100 < (i < 1000 ? 70 : 20)) {
+            model.push_back(CDBNode::Create(CDBNodeRoom()));
+            EXPECT_EQ(list.Append(model.back()), ENGINE_OK);
+        } else if (random() % 3 == 0 && list.Reserve(1) == ENGINE_OK) {
+            list.MoveToEnd(model[at]);
+            std::rotate(model.begin() + ptrdiff_t(at), model.begin() + ptrdiff_t(at) + 1,
+                        model.end());
+        } else {
+            list.Remove(model[at]);
+            EXPECT_FALSE(list.Holds(model[at]));
+            delete model[at];
+            model.erase(model.begin() + ptrdiff_t(at));
+        }
+        std::vector<CDBNode*> held;
+        CDBRecordList::Walk walk(list);
+        uint64_t last = 0;
+        while (const CDBRecordList::Entry* entry = walk.NextEntry()) {
+            held.push_back(entry->record);
+            EXPECT_TRUE(list.Holds(entry->record) && entry->sequence > last);
+            last = entry->sequence;
+        }
+        ASSERT_EQ(held, model) << i;
+        ASSERT_EQ(list.GetCount(), model.size());
+        EXPECT_FALSE(list.Holds(&stranger));
+    }
+    EXPECT_EQ(list.Reserve(UINT32_MAX), ENGINE_MEMORY);
+    list.DestroyAll();
+    EXPECT_EQ(list.GetCount(), 0U);
 }

@@ -86,6 +86,11 @@ TEST(CFStringTest, BadTextAndBadArgumentsAreRefused) {
     EXPECT_EQ(CFStringCreateWithCString(nullptr, "a", kUnknown), nullptr);
     EXPECT_EQ(CFStringGetBytes(Make("a").get(), kWhole, kUnknown, 0, 0, nullptr, 0, nullptr), 0);
     EXPECT_EQ(CString(Make("a"), 4, kUnknown), "");
+    char text[4] = "abc";
+    EXPECT_EQ(CFStringGetLength(nullptr), 0);
+    EXPECT_EQ(CFStringGetBytes(nullptr, kWhole, kUtf8, 0, 0, nullptr, 0, nullptr), 0);
+    EXPECT_TRUE(CFStringGetCString(nullptr, text, 4, kUtf8) == 0 && text[0] == '\0');
+    EXPECT_EQ(CFStringGetCString(Make("a").get(), nullptr, 4, kUtf8), 0);
     CFRelease(CFRetain(nullptr));  // NOLINT: null is allowed here
 }
 

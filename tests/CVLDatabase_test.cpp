@@ -94,6 +94,9 @@ TEST_F(CVLDatabaseTest, CommitWritesTheMainFileAndCloseBoth) {
 }
 
 TEST_F(CVLDatabaseTest, EmptyDamagedAndWithoutDescriptors) {
+    EXPECT_EQ(CVLDatabase().SetEnvironment(nullptr), VAMEL_ERR_ARGUMENT);
+    EXPECT_EQ(vamel_set_env(alone, VAMEL_OPTION_BACKUP_PATH, Str(backup)), VAMEL_OK);
+    EXPECT_EQ(vamel_set_env(alone, VAMEL_OPTION_BACKUP_PATH, nullptr), VAMEL_OK) << "cleared";
     Db db(main, guarded);
     PutBoth("g-");
     EXPECT_EQ(State(vamel_commit(db), db), "-3::+-");

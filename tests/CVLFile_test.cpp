@@ -48,6 +48,36 @@ TEST_F(CVLFileTest, TakesWhatMatchesAndRefusesTheRest) {
     }
 }
 
+TEST_F(CVLFileTest, StepsRefuseWhatTheyCannotDo) {
+    Env env({{"b", 3, 0}, {"c", 3, 0}});
+    Db db("", env);
+    CDBTable* table = Object(db.handle)->GetTable();
+    CVLFile file;
+    CVLFile::FieldMap fields = {};
+    for (const int32_t result :
+         {file.Serialize(nullptr), file.Deserialize(nullptr),
+          file.DeserializeField(nullptr, fields), file.DeserializeNodes(nullptr, fields),
+          file.Serialize(table), file.SerializeNodes(table)}) {
+        EXPECT_EQ(result, VAMEL_ERR_ARGUMENT);
+    }
+    const TempDir dir = {};
+    CCString path;
+    path.CopyString((dir / "file").c_str(), -1);
+    EXPECT_EQ(file.FileOut(path), VAMEL_ERR_UNKNOWN) << "no block";
+
+    // A record past 4 GiB. Its values claim room that they have not, and no byte of it is touched.
+    CDBNode* record = nullptr;
+    EXPECT_EQ(table->CreateNode(&record), 0);
+    for (uint32_t i = 0; i < 2; ++i) {
+        auto* value = new CDBNodeValue(table->GetFields()->GetField(i), INT32_MAX);
+        EXPECT_EQ(value->Alloc(INT32_MAX), 0);
+        record->InsertNodeValue(value);
+    }
+    EXPECT_EQ(table->InsertNode(record), 0);
+    EXPECT_EQ(file.Serialize(table), VAMEL_ERR_MEMORY);
+    EXPECT_EQ(file.SerializeNodes(table), VAMEL_ERR_MEMORY);
+}
+
 TEST_F(CVLFileTest, SurvivesCutsAndChanges) {
     const std::string fields = N(2) + b + F(1, 1, 2, "n\0"s);
     const std::string content = fields + N(2) + V(0, "12") + V(1, N(7)) + end + five;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <fstream>
 #include <future>
 #include <sstream>
@@ -45,9 +46,41 @@ TEST(CriticalRegionTest, IsLeftOnlyFromInsideAndDeletedWhenNobodyElseIsIn) {
     }
 }
 
+TEST(CriticalRegionTest, WhereThereIsNoneNothingIsDone) {
+    OpaqueMPCriticalRegionID* none = nullptr;
+    for (OpaqueMPCriticalRegionID** id : {&none, decltype(&none)()}) {
+        EnterCriticalSectionAPI(id);
+        EXPECT_EQ(LeaveCriticalSectionAPI(id), 0);
+        DeleteCriticalSectionAPI(id);
+    }
+}
+
+TEST(TimeTest, ASleepTakesASecondWhateverIsAskedFor) {
+    const auto clock = static_cast<double>(std::time(nullptr));
+    const double before = GetTime();
+    EXPECT_TRUE(before > clock - 2 && before < clock + 60) << before - clock;
+    SleepFunction(3600);
+    EXPECT_TRUE(GetTime() - before > 0.9 && GetTime() - before < 60);
+}
+
+TEST(TempFilePathTest, IsTheDesktopOfTheHomeFolderWhereItFits) {
+    const std::string home(91, 'h');  // with the rest, just 99 bytes
+    for (const std::string& text : {std::string(), std::string("/home/x"), home, home + "h"}) {
+        char path[101] = "as it was";
+        setenv("HOME", text.c_str(), 1);
+        GetTempFilePath(path);
+        EXPECT_EQ(path, text.size() > 91 ? "as it was" : text + "/Desktop/");
+    }
+    char path[101] = "as it was";
+    unsetenv("HOME");
+    GetTempFilePath(path);
+    EXPECT_STREQ(path, "as it was");
+}
+
 TEST(FileTest, OnlyARegularFileExists) {
     const std::string folder = testing::TempDir(), file = folder + "base_test.file";
     std::ofstream(file) << "";
     EXPECT_TRUE(IsFileExistAPI(file.c_str()) == 1 && IsFileExistAPI(folder.c_str()) == 0);
     EXPECT_TRUE(DeleteFileAPI(file.c_str()) == 0 && IsFileExistAPI(file.c_str()) == 0);
+    EXPECT_TRUE(DeleteFileAPI(file.c_str()) != 0 && IsFileExistAPI(nullptr) == 0);
 }

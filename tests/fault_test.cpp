@@ -2,7 +2,10 @@
 
 #include <csignal>
 #include <fstream>
+#include <functional>
 
+#include "base/Status.h"
+#include "persist/CVLFile.h"
 #include "tests/faults.h"
 #include "tests/support.h"
 
@@ -20,6 +23,7 @@ const std::string kResults =
 
 const std::string kLong(200, 'n');  // a name that takes memory to convert
 const std::vector<Field> kFields = {{"data", 3, 1}, {"id", 1, 3}, {kLong, 2, 1}};
+constexpr CFStringEncoding kUtf8 = kCFStringEncodingUTF8;
 const Str kData("data"), kId("id"), kName(kLong);
 const TempDir dir = {};
 const Str kMain(dir / "main"), kBackup(dir / "backup");
@@ -78,7 +82,6 @@ struct Host {
         EXPECT_EQ(db != nullptr && Object(db)->IsDamaged(), damages);
     }
     State Look(int32_t code) const {
-        vamel_select(db, Stmt(db), nullptr);  // makes a list of records that memory was short for
         const std::string table = db != nullptr ? Show(Object(db)->GetTable()) : "";
         const std::string out = std::to_string(id) + (text ? "t" : "") + (data ? "d" : "");
         return {std::to_string(code), table, Read("main"), Read("backup"), out};
@@ -99,7 +102,8 @@ struct Host {
         CALL(open, kMain, env, &db), CALL(prepare, db, &stmt), CALL(begin, db);
         vamel_select(db, stmt, nullptr);  // what a select that cannot grow is to leave
         Bind(31), CALL(insert, db, stmt), CALL(select, db, stmt, nullptr);
-        Bind(32), CALL(insert, db, stmt), CALL(select, db, stmt, nullptr);
+        Bind(32), CALL(bind_binary, stmt, kName, kLong.data(), 150, 0);  // without a zero byte
+        CALL(insert, db, stmt), CALL(select, db, stmt, nullptr);
         CALL(commit, db), CALL(clear_bind, stmt), CALL(select, db, stmt, nullptr);
         CALL(step, stmt), CALL(step, stmt), CALL(fetch_int, stmt, kId, &id);
         CALL(fetch_text, stmt, kName, &text), CALL(fetch_binary, stmt, kData, &data, &size);
@@ -127,13 +131,20 @@ struct Host {
     int32_t id = 0;
 };
 
-TEST(FaultTest, EveryCallFails) {
-    Db db(kMain, Env(kFields));
-    for (int i = 0; i < 15; ++i) {
+// A file with so many records.
+std::string Made(int from, int to) {
+    Db db(dir / "made", Env(kFields));
+    for (int i = from; i < to; ++i) {
         Stmt(db).Insert({{"data", Bytes(size_t(i))}, {"id", i}, {kLong, std::to_string(i)}});
     }
     db.Close();
-    const std::string file = Read("main");
+    const std::string file = Read("made");
+    std::filesystem::remove(dir / "made");
+    return file;
+}
+
+TEST(FaultTest, EveryCallFails) {
+    const std::string file = Made(0, 15);
     for (int run = 0; run < 12; ++run) {  // each kind, once and for ever; no file, good, and bad
         const std::string main = run < 4 ? "none"s : run < 8 ? file : file + "!";
         std::vector<State> clean;
@@ -146,6 +157,237 @@ TEST(FaultTest, EveryCallFails) {
             Host{&clean}.Live(main);
         }
     }
+}
+
+// Makes a call in which the Nth of a kind fails, or it and all after it.
+template <typename Call>
+auto Fail(Faults::Kind kind, int n, const Call& call, bool forever = false) {
+    faults.kind = kind, faults.left = n, faults.forever = forever;
+    faults.hit = "", faults.armed = true;
+    const struct Disarm {
+        ~Disarm() { faults.armed = false, faults.error = 0; }
+    } disarm = {};
+    return call();
+}
+
+// What open makes of a good main file that it cannot read, alone and with a backup.
+TEST(FaultTest, AMainFileThatCannotBeReadGivesWayToTheBackup) {
+    const std::string good = Made(1, 2), spare = Made(2, 3);
+    const std::tuple<int, const char*, int, int32_t, bool> rows[] = {
+        {1, "fopen", 0, -9, true},  {2, "fseek", 0, -7, false}, {2, "fseek", EOVERFLOW, -4, true},
+        {3, "ftell", 0, -7, false}, {4, "fseek", 0, -8, true},  {3, "ftell", EOVERFLOW, -4, true},
+        {5, "fread", 0, -11, false}};
+    const Env alone(kFields), guarded(kFields, kBackup);
+    for (const auto& [n, call, error, result, stays] : rows) {
+        for (const bool has_backup : {false, true}) {
+            SCOPED_TRACE(call);
+            Write("main", good), Write("backup", spare);
+            faults.error = error;
+            Db db = Fail(Faults::CALL, n, [&] { return Db(kMain, has_backup ? guarded : alone); });
+            EXPECT_EQ(faults.hit.substr(0, 5), call);
+            EXPECT_EQ(db.opened, has_backup ? VAMEL_OK : result);
+            EXPECT_EQ(db.Show().find("id=00000002") != std::string::npos, has_backup);
+            EXPECT_EQ(Read("main"), stays ? good : "none");
+            EXPECT_EQ(Read("backup"), spare);
+        }
+    }
+    Write("main", good);
+    EXPECT_EQ(std::system(("truncate -s 4G " + (dir / "main")).c_str()), 0);
+    EXPECT_EQ(Db(kMain, alone).opened, VAMEL_ERR_MEMORY);
+    EXPECT_TRUE(std::filesystem::remove(dir / "main")) << "what is too large is not damaged";
+}
+
+// Runs the test with each allocation failing, once, and then with it and all after it.
+template <typename Test>
+void FailEachAllocation(const Test& test) {
+    for (const bool forever : {false, true}) {
+        int before = -1;
+        for (int n = 1; faults.strikes != before && !testing::Test::HasFailure(); ++n) {
+            SCOPED_TRACE(n);
+            before = faults.strikes;
+            test([&](const auto& call) { return Fail(Faults::ALLOCATION, n, call, forever); });
+        }
+    }
+}
+
+// With values too long for a record's own block; with lists, and with maps, that are just full;
+// with and without chains of links.
+TEST(FaultTest, ChangesAreMadeWhollyOrNotAtAll) {
+    const Bytes many(40000, 7), more(70000, 7);
+    const std::tuple<int, decltype(&vamel_insert), Row, Row> rows[] = {
+        {2, vamel_insert, {}, {{"b", many}, {"c", more}}},
+        {2, vamel_update, {{"b", many}, {"c", more}}, {{"b", Bytes(20)}}},
+        {13, vamel_update, {{"i", 1}}, {{"i", 2}}},
+        {16, vamel_update, {{"i", 1}}, {{"i", 2}}}};
+    const Env env({{"i", 1, 3}, {"b", 3, 0}, {"c", 3, 0}});
+    for (size_t run = 0; run < 2 * std::size(rows); ++run) {
+        const auto& [count, call, first, change] = rows[run / 2];
+        std::string done;
+        FailEachAllocation([&, n = count, f = call, &start = first, &row = change](auto fail) {
+            Db db("", env);
+            Stmt stmt(db);
+            for (int i = 1; i < n; ++i) {
+                stmt.Insert({{"i", 100 + i}});
+            }
+            EXPECT_EQ(stmt.Insert(start), VAMEL_OK);
+            if (run % 2 != 0) {
+                Object(db.handle)->GetTable()->GetIndexes()->GetHash(nullptr)->GetHeadHashNode(0);
+            }
+            stmt.Bind(Row());
+            vamel_select(db, stmt, nullptr);
+            for (int i = 0; i < n; ++i) {
+                vamel_step(stmt);
+            }
+            stmt.Bind(row);
+            const std::string before = db.Show();
+            const int32_t result = fail([&] { return f(db, stmt); });
+            EXPECT_TRUE(result == 0 || (result == -4 && !faults.hit.empty())) << result;
+            done = result == 0 && done.empty() ? db.Show() : done;
+            EXPECT_TRUE(db.Show() == (result == 0 ? done : before) && done != before);
+        });
+    }
+}
+
+// What equals a key is found, or memory is short: never less, and nothing else. The values are
+// prefixes of each other, which takes memory to find.
+TEST(FaultTest, NothingIsMissedWhereMemoryIsShort) {
+    const Env env({{"b", 9, 1}, {"u", 3, 2}});
+    FailEachAllocation([&](const auto& fail) {
+        Db db("", env);
+        Stmt stmt(db), other(db);
+        for (const Bytes& bytes : {Bytes{1, 2, 3}, Bytes{1}, Bytes{1, 2}, Bytes{9}}) {
+            stmt.Insert({{"b", bytes}, {"u", Bytes{2, bytes.back(), bytes.front()}}});
+        }
+        vamel_clear_bind(stmt), stmt.Bind("b", Bytes{1, 2});
+        vamel_clear_bind(other), other.Bind("b", Bytes{1, 4}), other.Bind("u", Bytes{3, 4, 5, 6});
+        uint32_t found[2] = {};
+        int32_t results[3] = {};
+        fail([&] {
+            results[0] = vamel_select(db, stmt, &found[0]);
+            results[1] = vamel_insert(db, other);
+            results[2] = vamel_select(db, stmt, &found[1]);
+        });
+        EXPECT_TRUE(results[0] == 0 ? found[0] == 3 : results[0] == -4 && found[0] == 0);
+        EXPECT_TRUE(results[2] == 0 ? found[1] == 3 : results[2] == -4 && found[1] == 0);
+        EXPECT_EQ(db.Show().find("03040506") != std::string::npos, results[1] == 0);
+        EXPECT_EQ(vamel_select(db, stmt, &found[0]), VAMEL_OK);
+        EXPECT_EQ(found[0], 3U);
+        other.Bind("u", Bytes{3, 4});
+        const int32_t taken = fail([&] { return vamel_insert(db, other); });
+        EXPECT_TRUE(taken == (results[1] == 0 ? -10 : 0) || taken == -4) << taken;
+    });
+}
+
+// What the parts of the library answer where memory is short, and that they can do it afterwards.
+struct Parts {
+    Parts() {
+        const Bytes long_value(3000);
+        text.CopyString("abc", -1), buffer.MakeBuffer(300);
+        Stmt(db).Insert({{"id", 1}}), Stmt(db).Insert({{"id", 2}});
+        // Behind the table's back, so that the room that it makes for the file does not suffice.
+        const DATASTRUCT value = {table->GetFields()->GetField(0),
+                                  const_cast<uint8_t*>(long_value.data()), 3000, 0};
+        EXPECT_EQ(CDBRecordList::Walk(*table->GetRecords()).Next()->PutNodeValue(&value), 0);
+    }
+    ~Parts() { CFRelease(string), link->previous == nullptr ? delete link : void(); }
+    const Env env{kFields};
+    Db db{"", env};
+    Owner<vamel_db, vamel_close> opened;
+    CDBTable* table = Object(db.handle)->GetTable();
+    CDBHash* index = table->GetIndexes()->GetHash(nullptr);
+    CDBHashNode* link = new CDBHashNode;  // the index's, once it is behind the two records
+    CFStringRef string = nullptr;
+    CCString text;
+    CCBuffer buffer;
+    CVLFile file;
+};
+
+TEST(FaultTest, EveryPartSaysThatMemoryIsShort) {
+    const auto make = [](Parts& p) {
+        CFRelease(p.string);
+        return (p.string = CFStringCreateWithCString(nullptr, "\xC3\xA9", kUtf8)) != nullptr;
+    };
+    const auto copy = [](Parts& p) {
+        const UniChar unit = 0xE9;
+        CFRelease(p.string);
+        return (p.string = CFStringCreateWithCharacters(nullptr, &unit, 1)) != nullptr;
+    };
+    const auto seal = [](Parts& p) {
+        try {
+            return p.buffer.Seal("key"), 0;
+        } catch (int status) {
+            return status;
+        }
+    };
+    const auto push = [](Parts& p) {
+        p.index->PushHashNode(0, p.link);
+        return p.link->previous != nullptr;
+    };
+    const auto chain = [](Parts& p) {
+        int32_t links = 0;
+        const CDBHashNode* at = p.index->GetHeadHashNode(0);
+        for (; at != nullptr && links < 9; at = at->next) {
+            ++links;
+        }
+        return links;
+    };
+    const auto load = [](Parts& p) {
+        const int32_t result = vamel_open(kMain, p.env, &p.opened.handle);
+        return result < 0 ? result : Object(p.opened.handle)->GetTable()->GetRecordCount();
+    };
+    const std::tuple<int32_t, int32_t, std::function<int32_t(Parts&)>> rows[] = {
+        {7, -1, [](Parts& p) { return p.text.CatString("defg"); }},
+        {6, -1, [](Parts& p) { return p.text.Replace("ghij", 2); }},
+        {1, 0, make},
+        {1, 0, copy},
+        {0, FILE_MEMORY, seal},
+        {0, -4, [](Parts& p) { return p.file.SerializeField(p.table); }},
+        {0, -4, [](Parts& p) { return p.file.Serialize(p.table); }},
+        {2, 0, chain},
+        {0, ENGINE_MEMORY, [](Parts& p) { return p.index->AddHashNode(nullptr); }},
+        {1, 0, push},
+        {30, -4, load}};
+    Db empty(kMain, Env(kFields));
+    for (int i = 0; i < 30; ++i) {
+        Stmt(empty).Insert({});
+    }
+    empty.Close();
+    for (const auto& [done, refused, call] : rows) {
+        FailEachAllocation([&, yes = done, no = refused, &f = call](const auto& fail) {
+            Parts parts;
+            const int32_t now = fail([&] { return f(parts); });
+            EXPECT_TRUE(now == yes || (now == no && !faults.hit.empty())) << now;
+            EXPECT_EQ(now == no ? f(parts) : now, yes);
+        });
+    }
+}
+
+// Texts whose length 32 bits do not hold, or not together with what they are added to.
+TEST(FaultTest, TextsOfGigabytesAreRefused) {
+    CCString text;
+    text.CopyString("abc", -1);
+    const auto lengthy = [](size_t length, const auto& call) {
+        faults.length = length;
+        return Fail(Faults::TEXT, 1, call, true);
+    };
+    // What no object of a 32-bit host can have, its compiler does not look for.
+    const bool wide = sizeof(size_t) > sizeof(int32_t);
+    const size_t half = INT32_MAX - 3;
+    for (const size_t length : {half, wide ? half + 3 : half, wide ? 2 * half + 7 : half}) {
+        EXPECT_EQ(lengthy(length, [&] { return text.CatString("d"); }), -1);
+        EXPECT_EQ(lengthy(length, [&] { return text.Replace("d", 3); }), -1);
+        const auto copy = [&] { return text.CopyString("d", -1); };
+        EXPECT_EQ(length > half ? lengthy(length, copy) : -1, -1);
+    }
+    EXPECT_TRUE(text == "abc");
+    const Env env(kFields, "kept");
+    Db db("", env);
+    Stmt stmt(db);
+    EXPECT_EQ(lengthy(INT32_MAX, [&] { return vamel_bind_text(stmt, kName, kData, 0); }), -4);
+    EXPECT_EQ(lengthy(INT32_MAX, [&] { return vamel_bind_int(stmt, kName, 1, 0); }), -4);
+    EXPECT_EQ(lengthy(INT32_MAX, [&] { return vamel_set_env(env, 1, kMain); }), -4);
+    EXPECT_TRUE(Object(env)->GetBackupPath() == "kept");
+    EXPECT_TRUE(Object(stmt)->GetBindData().empty());
 }
 
 TEST(FaultTest, NoPlaceForTheFile) {

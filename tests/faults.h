@@ -1,22 +1,31 @@
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
+
+#include "vamel/vamel.h"
 
 // Makes calls of the C library fail, in a program that is linked with --wrap for each of them. It
 // is to be included once in such a program, to which it gives an operator new as well.
 struct Faults {
-    enum Kind { NONE, ALLOCATION, CALL } kind = NONE;
+    enum Kind { NONE, ALLOCATION, CALL, TEXT } kind = NONE;
     bool armed = false, forever = false;  // forever: the call that fails and all after it
     int left = 0;                         // calls up to it
+    int error = 0;                        // the errno that it sets, if it is to set one
+    size_t length = 0;                    // of a text, instead of the true one
     std::string_view hit = "";            // the first function that failed
+    int strikes = 0;
     size_t largest = 0;                   // block asked for while armed
 
     bool Strike(Kind which, std::string_view function, size_t size = 0) {
         largest = armed && size > largest ? size : largest;
-        const bool strikes = armed && which == kind && (--left == 0 || (left < 0 && forever));
-        hit = strikes && hit.empty() ? function : hit;
-        return strikes;
+        const bool fails = armed && which == kind && (--left == 0 || (left < 0 && forever));
+        hit = fails && hit.empty() ? function : hit;
+        strikes += fails ? 1 : 0;
+        errno = fails && error != 0 ? error : errno;
+        return fails;
     }
 } faults;
 
@@ -24,7 +33,8 @@ struct Faults {
 #define VAMEL_WRAP(kind, size, type, failure, function, parameters, ...) \
     decltype(function) __real_##function; \
     type __wrap_##function parameters { \
-        return faults.Strike(Faults::kind, #function, size) ? failure : __real_##function(__VA_ARGS__); \
+        const std::string_view name(#function, sizeof #function - 1); \
+        return faults.Strike(Faults::kind, name, size) ? failure : __real_##function(__VA_ARGS__); \
     }
 #define VAMEL_WRAP_TRANSFER(function, pointer) /* cut short half way */ \
     decltype(function) __real_##function; \
@@ -48,6 +58,10 @@ VAMEL_WRAP(CALL, 0, int, -1, fseek, (FILE* f, long offset, int from), f, offset,
 VAMEL_WRAP(CALL, 0, long, -1, ftell, (FILE* f), f)
 VAMEL_WRAP(CALL, 0, int, -1, remove, (const char* path), path)
 VAMEL_WRAP(CALL, 0, int, -1, chmod, (const char* path, mode_t mode), path, mode)
+VAMEL_WRAP(TEXT, 0, size_t, faults.length, strlen, (const char* s), s)
+VAMEL_WRAP(TEXT, 0, CFIndex, (*used = CFIndex(faults.length), 0), CFStringGetBytes,
+           (CFStringRef s, CFRange range, CFStringEncoding encoding, UInt8 loss, Boolean external,
+            UInt8* to, CFIndex room, CFIndex* used), s, range, encoding, loss, external, to, room, used)
 VAMEL_WRAP_TRANSFER(fread, void*)
 VAMEL_WRAP_TRANSFER(fwrite, const void*)
 }

@@ -122,6 +122,7 @@ TEST_F(MisuseTest, MissingNamesAndValues) {
         {"set_env option 3", [&] { return vamel_set_env(env, 3, i); }},
         {"set_env taken", [&] { return vamel_set_env(env, VAMEL_OPTION_FIELD, &taken); },
          VAMEL_ERR_SCHEMA},
+        {"open without fields", [&] { return Db(dir / "c.db", Env()).opened; }, VAMEL_ERR_SCHEMA},
         {"bind_text value", [&] { return vamel_bind_text(stmt, t, nullptr, 0); }},
         {"bind_text null value", [&] { return vamel_bind_text(stmt, t, &null, 0); }},
         {"bind_binary data", [&] { return vamel_bind_binary(stmt, b, nullptr, 1, 0); }},
@@ -188,14 +189,19 @@ TEST_F(MisuseTest, WrongStates) {
 // A select that cannot even make its result set leaves a current record without one; deleting that
 // record must not leave it current.
 TEST_F(MisuseTest, RecordsStayOrGoForEveryStatement) {
-    Stmt mine(db), theirs(db);
-    EXPECT_EQ(vamel_select(db, mine, nullptr), VAMEL_OK);
-    EXPECT_EQ(vamel_select(db, theirs, nullptr), VAMEL_OK);
-    EXPECT_EQ(vamel_step(mine), VAMEL_ROW);
-    EXPECT_EQ(vamel_step(theirs), VAMEL_ROW);
+    Stmt mine(db), theirs(db), bare(db);
+    for (vamel_stmt* each : {mine.handle, theirs.handle, bare.handle}) {
+        EXPECT_EQ(vamel_select(db, each, nullptr), VAMEL_OK);
+        EXPECT_EQ(vamel_step(each), VAMEL_ROW);
+    }
     Object(mine.handle)->DeleteSearch();
+    Object(bare.handle)->DeleteSearch();
+    EXPECT_EQ(Object(bare.handle)->count(&out_count), VAMEL_ERR_ARGUMENT);
+    Object(mine.handle)->ReleaseFromCache(nullptr);  // not the current record
     EXPECT_EQ(vamel_delete(db, mine), VAMEL_OK);
     EXPECT_EQ(Object(mine.handle)->GetCurrent(), nullptr);
+    EXPECT_EQ(Object(bare.handle)->GetCurrent(), nullptr);
+    EXPECT_EQ(Object(bare.handle)->CreateSearch() + Object(bare.handle)->CreateSearch(), VAMEL_OK);
     EXPECT_EQ(vamel_fetch_int(theirs, i, &out_int), VAMEL_ERR_NO_VALUE);
     EXPECT_EQ(vamel_step(theirs), VAMEL_DONE);
 }

@@ -33,9 +33,9 @@ inline Bytes Unhex(const std::string& hex) {
 // All records, as in "id=00000001 name=6100 ;;id=00000002 ;": their values in hex.
 inline std::string Show(CDBTable* table) {
     std::string text;
-    auto* link = table->GetIndexes()->GetHash(nullptr)->GetHeadHashNode(0);
-    for (; link != nullptr; link = link->next, text += ';') {
-        for (auto* v = link->record->GetHead(); v != nullptr; v = v->GetNext(), text += ' ') {
+    CDBRecordList::Walk walk(*table->GetRecords());
+    for (const CDBNode* r = walk.Next(); r != nullptr; r = walk.Next(), text += ';') {
+        for (const auto* v = r->GetHead(); v != nullptr; v = v->GetNext(), text += ' ') {
             text += v->GetField()->GetName().GetText() + ("=" + Hex(v->GetData(), v->GetLength()));
         }
     }
@@ -91,11 +91,14 @@ struct Stmt : Owner<vamel_stmt, vamel_finalize> {
     int32_t Bind(const Str& n, const Bytes& v, int c = 0) {
         return vamel_bind_binary(*this, n, v.data(), uint32_t(v.size()), c);
     }
-    int32_t Insert(const Row& row) {
+    void Bind(const Row& row) {
         vamel_clear_bind(handle);
         for (const auto& [name, value] : row) {
             std::visit([&, &n = name](auto& v) { EXPECT_EQ(Bind(n, v), VAMEL_OK) << n; }, value);
         }
+    }
+    int32_t Insert(const Row& row) {
+        Bind(row);
         return vamel_insert(db, handle);
     }
     vamel_db* db;

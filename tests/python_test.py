@@ -227,6 +227,25 @@ class Writing(Case):
         self.assertRaises(vamel.VamelError, db.insert, id=Trap())
         self.assertRaises(vamel.ClosedError, db.insert, id=5)
 
+    def test_a_value_that_changes_the_table(self):
+        db = self.open([Field("id", int, unique=True), Field("name", str), Field("n", int)])
+        class Trap:
+            def __init__(self, spring):
+                self.spring = iter([spring])
+            def __index__(self):
+                next(self.spring, int)()
+                return 5
+        db.insert(id=1, n=Trap(lambda: db.insert(name="inner")))
+        db.insert(id=Trap(lambda: db.insert(id=2)), name="outer")
+        wanted = [(None, "inner", None), (1, None, 5), (2, None, None), (5, "outer", None)]
+        self.assertEqual(wanted, [tuple(row.values()) for row in db.select()])
+        for spring in (lambda: row.update(name="x"), lambda: row.delete(), db.first(id=5).delete):
+            rows = db.select()
+            next(rows)
+            row = next(rows)
+            self.assertRaises(vamel.StaleRowError, row.update, n=Trap(spring))
+            self.assertEqual(0, db.count(n=5, name="inner"))  # the record before the row's
+
 
 class Files(Case):
     def test_an_empty_table_is_not_written(self):
@@ -280,6 +299,15 @@ class Files(Case):
             db = self.open(FIELDS[:2])
         self.assertEqual(Result.FIELDS_SKIPPED, db.opened)
 
+    def test_skipped_fields_as_an_error_leave_the_file(self):
+        self.filled().close()
+        before = Path("t.db").read_bytes()
+        with warnings.catch_warnings():
+            warnings.simplefilter("error", vamel.FieldsSkippedWarning)
+            self.assertRaises(vamel.FieldsSkippedWarning, self.open, FIELDS[:2])
+        gc.collect()
+        self.assertEqual(before, Path("t.db").read_bytes())
+
     def test_fields_and_paths_are_checked(self):
         field_named = [Field(f"f{i}", int) for i in range(256)]
         for fields in ([], {}, FIELDS + FIELDS[:1], field_named):
@@ -291,8 +319,10 @@ class Files(Case):
         for path, wanted in (("", ValueError), ("a\0b", ValueError), ("\udc80", ValueError),
                              (b"t.db", TypeError), (5, TypeError), (None, TypeError)):
             self.assertRaises(wanted, Database, path, FIELDS)
-        with Database("dict.db", {"planet": str, "moons": int}) as db:
-            db.insert(planet="Mars", moons=2)
+        with Database("dict.db", {"planet": str, "moons": int, "self": int}) as db:
+            db.insert(planet="Mars", moons=2, self=1)
+            db.select(self=1).update(self=2)
+            self.assertEqual(1, db.count(self=2))
         self.assertTrue(db.path.startswith("/") and os.path.exists(db.path))
 
 

@@ -23,10 +23,13 @@ static_assert(std::is_nothrow_move_assignable_v<vamel::environment> &&
               std::is_nothrow_move_assignable_v<vamel::database> &&
               std::is_nothrow_move_assignable_v<vamel::statement>);
 // Values that would not arrive as they are do not compile.
+enum Wide : int64_t {};
 static_assert(std::is_assignable_v<const field&, short> &&
               !std::is_assignable_v<const field&, unsigned> &&
               !std::is_assignable_v<const field&, int64_t> &&
               !std::is_assignable_v<const field&, double> &&
+              std::is_assignable_v<const field&, vamel_result> &&
+              !std::is_assignable_v<const field&, Wide> &&
               !std::is_assignable_v<const field&, std::nullptr_t>);
 
 struct Folder {
@@ -262,6 +265,24 @@ TEST_F(Wrapper, TransactionLeavesTheLockOnce) {
     EXPECT_EQ(All(), (Listed{1}));
 }
 
+TEST_F(Wrapper, SkippedValuesCanBeLeftInTheFile) {
+    Open();
+    stmt.insert(id = 1, name = "kept");
+    db.close();
+    {
+        vamel::environment fewer;
+        fewer.add("id", type::integer);
+        vamel::database reader(folder / "table.db", fewer);
+        EXPECT_EQ(reader.opened(), VAMEL_FIELDS_SKIPPED);
+        statement all = reader.prepare();
+        for (auto& row : all.select()) {
+            row.remove();
+        }
+    }
+    Open();
+    EXPECT_EQ(stmt.select(name == "kept").size(), 1U);
+}
+
 TEST_F(Wrapper, SelectAllOfIsAConjunction) {
     Open();
     stmt.insert(id = 20, name = "a");
@@ -299,7 +320,8 @@ TEST_F(Wrapper, CheckedChangesSpareTheHandle) {
         EXPECT_FALSE(row.update_checked(key = bytes{1})) << "begins as its own";
         EXPECT_FALSE(row.update_checked(name = "y", mail = "a@"));
         EXPECT_EQ(row.get<std::string>(name), "x");
-        EXPECT_TRUE(row.update_checked(id = 1, name = "y", key = bytes{1, 2}, mail = "a@b"));
+        EXPECT_TRUE(row.update_checked(id = 1, name = "y", key = bytes{1, 2},
+                                       mail = std::string_view("a@b\0c", 5)));
     }
     db.commit();
     EXPECT_EQ(All(), (Listed{2, 3, 4, 1}));

@@ -174,13 +174,16 @@ inline int32_t stored(int32_t value) {
     return value;
 }
 inline std::string_view stored(std::string_view value) {
-    return value;
+    return value.substr(0, value.find('\0'));
 }
 inline bytes_view stored(bytes_view value) {
     return value;
 }
 void stored(std::nullptr_t) = delete;
-template <class T, class = std::enable_if_t<std::is_arithmetic_v<T> && !fits<T>>>
+template <class T>
+inline constexpr bool refused = (std::is_arithmetic_v<T> && !fits<T>) ||
+                                (std::is_enum_v<T> && sizeof(T) > sizeof(int32_t));
+template <class T, class = std::enable_if_t<refused<T>>>
 void stored(T) = delete;
 template <class T>
 using stored_t = decltype(stored(std::declval<const T&>()));

@@ -40,7 +40,9 @@ inline vamel_db* handle_of(const connection_ptr& connection) {
 }  // namespace detail
 
 // The records that a select has found. A loop over it moves the cursor of the statement, which must
-// stay where it is; each begin() starts over. The reference that it gives is the statement itself.
+// stay where it is; each begin() starts over. The reference that it gives is the statement itself,
+// which, like the std::error_code that the select was given, is to outlive it. EACH STEP SETS THAT
+// CODE: give the calls inside the loop another one, or what they say is gone at the next record.
 class rows {
   public:
     class iterator {

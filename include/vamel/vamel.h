@@ -139,7 +139,7 @@ enum vamel_compare {
     VAMEL_GREATER_OR_EQUAL = 4
 };
 
-/* A table has at most this many fields. */
+/* A table has at most this many fields; one that is to be read from its file again, one fewer. */
 #define VAMEL_MAX_FIELDS 256
 
 /* What a host collects before it opens a database: field definitions and a backup path. */
@@ -210,6 +210,9 @@ VAMEL_API int32_t vamel_free_env(vamel_env** env_ptr);
  *                     field record, its name or the string behind the name is null.
  * VAMEL_ERR_MEMORY    out of memory. A failed path leaves the backup path empty or as it was.
  * VAMEL_ERR_SCHEMA    a field of that name is defined already, or there are 256 fields.
+ *
+ * DEFINE AT MOST 255 FIELDS: a table of 256 is written to a file that cannot be read, and that the
+ * next open removes.
  *
  * After a failure the field definitions are as they were.
  */

@@ -56,7 +56,8 @@ class environment {
     environment() { make(nullptr); }
     explicit environment(std::error_code& ec) { make(&ec); }
 
-    // Appends a field. VAMEL_ERR_SCHEMA: there is one of that name, or there are 256.
+    // Appends a field. VAMEL_ERR_SCHEMA: there is one of that name, or there are 256. DEFINE AT
+    // MOST 255: a table of 256 is written to a file that cannot be read, and that open removes.
     environment& add(std::string_view name, type kind, unsigned flags = 0) {
         return add(nullptr, name, kind, flags);
     }
@@ -120,7 +121,8 @@ class database {
     }
 
     // Closes, and so WRITES THE FILE, whatever it was that ended the database's life, and nobody
-    // learns whether that worked. Call close() to know.
+    // learns whether that worked. Call close() to know. So does assigning, AFTER the database that
+    // is assigned has been opened: to open the same file again, close() first.
     ~database() { shut(); }
     database(database&&) noexcept = default;
     database& operator=(database&& other) noexcept {
@@ -140,7 +142,8 @@ class database {
     //   VAMEL_FIELDS_SKIPPED  VALUES WERE LOST, of stored fields that match no field of the
     //                         environment by name and type: the next commit or close writes the
     //                         file without them. With a backup path, the backup's records were
-    //                         loaded on top.
+    //                         loaded on top. To leave the files as they are, remove all records
+    //                         before the object's life ends: an empty table is not written.
     vamel_result opened() const {
         return connection_ != nullptr ? connection_->opened : VAMEL_ERR_ARGUMENT;
     }

@@ -7,7 +7,7 @@ import warnings
 import weakref
 from contextlib import contextmanager
 from types import TracebackType
-from typing import Iterator, Mapping, Optional, Tuple, Type, Union
+from typing import Iterator, List, Mapping, Optional, Tuple, Type, Union
 
 from ._codes import Result
 from ._errors import (
@@ -73,11 +73,14 @@ class Database:
         self._changes = 0  # counts what moves the cursors of selections
         self._damaged = False
         self._in_transaction = False
-        self._writer = Statement(self._connection)
-        self._prober = Statement(self._connection)
+        self._spare: List[Statement] = []
         if self._connection.opened == Result.FIELDS_SKIPPED:
             text = f"{path}: values of fields that the table lacks will be lost by the next write"
-            warnings.warn(text, FieldsSkippedWarning, stacklevel=2)
+            try:
+                warnings.warn(text, FieldsSkippedWarning, stacklevel=2)
+            except BaseException:  # turned into an error: the host does not want the loss
+                self._abandon()
+                raise
 
     @property
     def path(self) -> str:
@@ -127,7 +130,7 @@ class Database:
             self._check_open()
             self._insert({**(values or {}), **fields})
 
-    def select(self, *criteria: CriterionLike, **equals: Value) -> Selection:
+    def select(self, /, *criteria: CriterionLike, **equals: Value) -> Selection:
         """The records that pass all criteria, in the order in which they were added.
 
         criteria  such as ("age", "<", 30) or field("age") < 30; the operators are ==, <, <=, > and
@@ -142,11 +145,11 @@ class Database:
             self._check_open()
             return Selection(self, make_criteria(criteria, equals))
 
-    def first(self, *criteria: CriterionLike, **equals: Value) -> Optional[Row]:
+    def first(self, /, *criteria: CriterionLike, **equals: Value) -> Optional[Row]:
         """The first record that select finds, or None."""
         return next(self.select(*criteria, **equals), None)
 
-    def count(self, *criteria: CriterionLike, **equals: Value) -> int:
+    def count(self, /, *criteria: CriterionLike, **equals: Value) -> int:
         """The number of records that select finds."""
         with self._lock:
             return sum(1 for _ in self.select(*criteria, **equals).only())
@@ -207,8 +210,8 @@ class Database:
             if self.closed:
                 return False
             self._left_open.detach()
-            self._writer.close()
-            self._prober.close()
+            while self._spare:
+                self._spare.pop().close()
             return self._is_written(self._connection.close(), "vamel_close")
 
     def __enter__(self) -> "Database":
@@ -236,14 +239,32 @@ class Database:
         if self.closed:
             raise ClosedError(Result.ERR_ARGUMENT, "Database", "the database is closed")
 
+    def _abandon(self) -> None:
+        """Closes without writing: an empty table is not written, and the files stay as they are."""
+        self._left_open.detach()  # first: if there is no memory to empty it, nobody closes it
+        self.select().delete()
+        self._connection.close()
+
+    def _borrow(self) -> Statement:
+        """A statement with nothing bound, to be given back.
+
+        Each use has its own: a value that is bound, or a signal, may run code that comes here too.
+        """
+        return self._spare.pop() if self._spare else Statement(self._connection)
+
+    def _give_back(self, statement: Statement) -> None:
+        statement.clear()
+        self._spare.append(statement)
+
     def _insert(self, record: Mapping[str, Value]) -> None:
+        writer = self._borrow()
         try:
             for name, value in record.items():
                 if value is not None or name not in self._connection.fields:
-                    self._writer.bind(name, value)
-            self._check_write(self._writer.insert(), "vamel_insert")
+                    writer.bind(name, value)
+            self._check_write(writer.insert(), "vamel_insert")
         finally:
-            self._writer.clear()
+            self._give_back(writer)
 
     def _check_write(self, code: int, call: str) -> None:
         """Raises what a write into the table gave, and keeps in mind the damage that it did."""
@@ -265,14 +286,15 @@ class Database:
 
         No two records hold the same value, so one that holds the changed record's is that record.
         """
+        prober = self._borrow()
         try:
-            self._prober.bind(name, value)
-            if self._prober.select() == 0:
+            prober.bind(name, value)
+            if prober.select() == 0:
                 return False
+            own = changed.fetch(name) if changed is not None else None
+            return any(other.fetch(name) != own for other in prober.found())
         finally:
-            self._prober.clear()
-        own = changed.fetch(name) if changed is not None else None
-        return any(other.fetch(name) != own for other in self._prober.found())
+            self._give_back(prober)
 
     def _is_written(self, code: int, call: str) -> bool:
         if code == Result.NOT_WRITTEN:

@@ -61,7 +61,10 @@ class StaleRowError(VamelError):
 
 
 class FieldsSkippedWarning(UserWarning):
-    """Values in the file match no field of the table; the next write leaves them out for good."""
+    """Values in the file match no field of the table; the next write leaves them out for good.
+
+    Where a filter makes it an error, opening fails with it, and the file stays as it is.
+    """
 
 
 _CLASSES: Dict[int, Type[VamelError]] = {

@@ -168,6 +168,7 @@ class Selection(Iterator[Row]):
             try:
                 for name, value in values.items():
                     self._statement.bind(name, value)
+                self._claim(row)  # again: a value may have run code that moved the cursor
                 self._database._check_write(self._statement.update(), "vamel_update")
             finally:
                 self._statement.clear()

@@ -1,5 +1,7 @@
 // What the C++ interface costs over the C interface that it is made of: each pair does the same
-// work on the same table of 1,000 records, once as a C host writes it and once as a C++ host does.
+// work on the same table of 1,000 records, once as a C++ program writes it that calls the C
+// interface and once through the wrapper. Both know how many records were found, and both end with
+// the text in a std::string of their own.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -112,18 +114,21 @@ void SelectStepFetchByC(benchmark::State& state) {
     vamel_stmt* stmt = table.stmt.handle();
     const CFStringRef id = MakeText("id"), name = MakeText("name"), group = MakeText("group");
     int32_t i = 0, number = 0;
+    uint32_t count = 0;
     for (auto _ : state) {
         i = (i + kStride) % kRecords;
         Must(vamel_clear_bind(stmt) == VAMEL_OK);
         Must(vamel_bind_int(stmt, &id, i, VAMEL_EQUAL) == VAMEL_OK);
-        Must(vamel_select(db, stmt, nullptr) == VAMEL_OK);
+        Must(vamel_select(db, stmt, &count) == VAMEL_OK);
         while (vamel_step(stmt) == VAMEL_ROW) {
             CFStringRef string = nullptr;
             char text[64];
             Must(vamel_fetch_int(stmt, &group, &number) == VAMEL_OK);
             Must(vamel_fetch_text(stmt, &name, &string) == VAMEL_OK);
             Must(CFStringGetCString(string, text, sizeof text, kCFStringEncodingUTF8));
-            benchmark::DoNotOptimize(std::strlen(text));
+            const std::string own(text);
+            benchmark::DoNotOptimize(number);
+            benchmark::DoNotOptimize(own);
         }
     }
 }
@@ -136,9 +141,9 @@ void SelectStepFetchByCpp(benchmark::State& state) {
         i = (i + kStride) % kRecords;
         for (auto& row : table.stmt.select(table.id == i)) {
             number = row.get<int32_t>(table.group).value();
-            const std::string text = row.get<std::string>(table.name).value();
+            const auto text = row.get<std::string>(table.name);
             benchmark::DoNotOptimize(number);
-            benchmark::DoNotOptimize(text.size());
+            benchmark::DoNotOptimize(*text);
         }
     }
 }
@@ -195,7 +200,8 @@ void ScanByC(benchmark::State& state) {
             Must(vamel_fetch_text(stmt, &name, &string) == VAMEL_OK);
             Must(CFStringGetCString(string, text, sizeof text, kCFStringEncodingUTF8));
             benchmark::DoNotOptimize(number);
-            benchmark::DoNotOptimize(std::strlen(text));
+            const std::string own(text);
+            benchmark::DoNotOptimize(own);
         }
     }
 }
@@ -207,9 +213,9 @@ void Scan(benchmark::State& state, const Key& name, const Key& group) {
     while (state.KeepRunningBatch(kRecords)) {
         for (auto& row : table.stmt.select()) {
             const int32_t number = row.get<int32_t>(group).value();
-            const std::string text = row.get<std::string>(name).value();
+            const auto text = row.get<std::string>(name);
             benchmark::DoNotOptimize(number);
-            benchmark::DoNotOptimize(text.size());
+            benchmark::DoNotOptimize(*text);
         }
     }
 }

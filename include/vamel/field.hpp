@@ -95,12 +95,21 @@ class bytes_view {
 
 namespace detail {
 
+// Kept apart from the calls that succeed.
+#if defined(__GNUC__)
+__attribute__((cold, noinline))
+#endif
+[[noreturn]] inline void
+fail(int32_t result, const char* call) {
+    throw error(result, call);
+}
+
 // Passes a result on: whether it is VAMEL_OK. Any other is thrown, or stored where there is an ec.
 inline bool settle(int32_t result, const char* call, std::error_code* ec) {
     if (ec != nullptr) {
         ec->assign(result, category());
     } else if (result != VAMEL_OK) {
-        throw error(result, call);
+        fail(result, call);
     }
     return result == VAMEL_OK;
 }
@@ -297,8 +306,13 @@ inline int32_t fetch_value(vamel_stmt* stmt, const CFStringRef* name,
                            std::optional<std::string>& out) {
     CFStringRef text = nullptr;
     const int32_t result = vamel_fetch_text(stmt, name, &text);
+    char buffer[64];  // what is short takes one call
     if (result == VAMEL_OK) {
-        copy_utf8(text, out.emplace());
+        if (CFStringGetCString(text, buffer, sizeof buffer, kCFStringEncodingUTF8)) {
+            out.emplace(buffer);
+        } else {
+            copy_utf8(text, out.emplace());
+        }
     }
     return result;
 }

@@ -148,10 +148,10 @@ class statement {
 
     // Makes the next record of the result set current, or the first one; false: there is none.
     // VAMEL_ERR_ARGUMENT: nothing has been selected, or the database was closed.
-    bool step() { return moved(nullptr, vamel_step(handle()), "step"); }
-    bool step(std::error_code& ec) { return moved(&ec, vamel_step(handle()), "step"); }
-    bool reset() { return moved(nullptr, vamel_reset(handle()), "reset"); }
-    bool reset(std::error_code& ec) { return moved(&ec, vamel_reset(handle()), "reset"); }
+    bool step() { return step(nullptr); }
+    bool step(std::error_code& ec) { return step(&ec); }
+    bool reset() { return reset(nullptr); }
+    bool reset(std::error_code& ec) { return reset(&ec); }
 
     // The current record's value for a field, which is given as a vamel::field or by its name. T is
     // int32_t, std::string, vamel::bytes, or vamel::bytes_view, whose bytes live until the next
@@ -248,6 +248,14 @@ class statement {
         settle(result == VAMEL_ROW || result == VAMEL_DONE ? VAMEL_OK : result, call, ec);
         return result == VAMEL_ROW;
     }
+    bool step(std::error_code* ec) {
+        before_first_ = false;
+        return moved(ec, vamel_step(handle()), "step");
+    }
+    bool reset(std::error_code* ec) {
+        before_first_ = false;
+        return moved(ec, vamel_reset(handle()), "reset");
+    }
 
     // The name as the calls take it. A table has so many fields and no more: further names are
     // wrong, and the last one makes room.
@@ -335,7 +343,8 @@ class statement {
         if (result == VAMEL_OK) {
             result = vamel_select(db(), handle(), &count);
         }
-        return {settle(result, call, ec) ? this : nullptr, count, ec};
+        before_first_ = settle(result, call, ec);
+        return {before_first_ ? this : nullptr, count, ec};
     }
     template <class... V>
     rows find(std::error_code* ec, const criterion<V>&... criteria) {
@@ -354,8 +363,8 @@ class statement {
             return result == VAMEL_OK && count != 0;
         };
         static_cast<void>(result == VAMEL_OK && (narrow(criteria) && ...));
-        const bool done = settle(result, "select_all_of", ec);
-        return {done ? this : nullptr, done ? count : 0, ec};
+        before_first_ = settle(result, "select_all_of", ec);
+        return {before_first_ ? this : nullptr, before_first_ ? count : 0, ec};
     }
 
     template <class T, class Key>
@@ -369,6 +378,7 @@ class statement {
     detail::connection_ptr connection_;
     detail::statement_owner handle_;
     std::vector<field> names_;
+    bool before_first_ = false;  // the cursor is, since the last select
 };
 
 inline rows::iterator& rows::iterator::operator++() {
@@ -379,8 +389,9 @@ inline rows::iterator& rows::iterator::operator++() {
 }
 
 inline rows::iterator rows::begin() const {
+    // The next record is the first one after a select, and takes fewer steps to find.
     const bool found =
-        stmt_ != nullptr && statement::moved(ec_, vamel_reset(stmt_->handle()), "reset");
+        stmt_ != nullptr && (stmt_->before_first_ ? stmt_->step(ec_) : stmt_->reset(ec_));
     return found ? iterator(stmt_, ec_) : iterator();
 }
 

@@ -85,6 +85,8 @@ install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
 # --------------------------------------------------------------------------------- tools
 if(TARGET vamel_tool)
   install(TARGETS vamel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES tools/vamel.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    RENAME vamel COMPONENT tools)
   file(GLOB vamel_manuals CONFIGURE_DEPENDS tools/*.1)
   foreach(page ${vamel_manuals})
     vamel_manual(${page} tools)

@@ -1,10 +1,14 @@
 """What the tests of the command share: database files made and read byte by byte, and runs."""
 
+import csv
 import itertools
 import operator
 import os
+import pathlib
 import subprocess
 import sys
+import tempfile
+import unittest
 
 KEY = b"HorsesRunFasterThanTurtles"
 INTEGER, TEXT, BINARY = 1, 2, 3
@@ -90,3 +94,75 @@ def run(*arguments, **options):
     if result.returncode not in (0, 1, 2, 3) or b"Sanitizer" in result.stderr:
         sys.exit(f"{arguments}: status {result.returncode}\n{result.stderr.decode()}")
     return result
+
+
+def text(t):
+    return t.encode() + b"\0"
+
+
+def encode(fields, records):
+    return seal(content(fields, records))
+
+
+def decode(data):
+    fields, records = read(data)
+    return [(n.decode(), kind) for n, kind in fields], [list(r.items()) for r in records]
+
+
+# What no host that keeps to the types would store.
+ODD = encode(
+    [("id", INTEGER), ("name", TEXT), (b"\xffbad", BINARY), ("seven", 7)],
+    [
+        [(1, b"ann\0"), (0, number(-5))],
+        [(0, b""), (1, b""), (2, b""), (3, b"")],
+        [(0, b"\1\2\3"), (1, b"no end"), (2, b"\0\xff"), (3, b"x")],
+        [(1, b"\xff\xfe\0"), (0, b"\1\2\3\4\5")],
+        [(1, b"in\0side\0")],
+        [(1, b"\0"), (0, number(2**31 - 1))],
+        [],
+    ],
+)
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def path(self, name, content=None):
+        path = self.folder / name
+        if content is not None:
+            path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        return path
+
+    def run_tool(self, *arguments, status=0, given=b"", **more):
+        given = given if isinstance(given, bytes) else given.encode()
+        done = subprocess.run(
+            [COMMAND, *map(str, arguments)], input=given, capture_output=True, check=False, **more
+        )
+        self.assertEqual(done.returncode, status, (arguments, given[:200], done.stderr))
+        self.assertLessEqual(done.stderr.count(b"\n"), 1 if status else 99, done.stderr)
+        self.errors = done.stderr.decode()
+        return done.stdout
+
+    def add(self, path, wanted, given, status=0, *more):
+        wanted = [f"--field={field}" for field in wanted.split()]
+        return self.run_tool("import", path, "-", *wanted, *more, given=given, status=status)
+
+    def names(self):
+        return sorted(os.listdir(self.folder))
+
+
+def unicode_csv(path):
+    """The Unicode table with all its columns, the code point as a number."""
+    fields = "code name category class bidi split decimal digit number mirrored old comment"
+    with open("/usr/share/unicode/UnicodeData.txt") as table, open(path, "w") as out:
+        rows = csv.writer(out)
+        rows.writerow(fields.split())
+        for line in table:
+            row = line.rstrip("\n").split(";")
+            rows.writerow([int(row[0], 16), *row[1:12]])
+    return " ".join(
+        f + (":integer:unique:indexed" if f == "code" else ":text") for f in fields.split()
+    )

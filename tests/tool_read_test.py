@@ -104,6 +104,11 @@ class Good(ToolTest):
                              env={"COLUMNS": "9"})
         self.assertLessEqual(max(map(len, narrow.stdout.decode().splitlines())), 9)
 
+    def test_json_escapes_what_a_terminal_would_obey(self):
+        odd = self.make(seal(content([("t", TEXT)], [[(0, "\x9b2J\x7f\xa0\xc2\0".encode())]])), "o.db")
+        shown = run("dump", odd, "--format", "jsonl").stdout.decode()
+        self.assertEqual(shown, '{"t":"\\u009b2J\\u007f\xa0\xc2"}\n')
+
     def test_choice_of_fields_and_limit(self):
         chosen = run("dump", self.people, "--format", "csv", "--fields", "raw,id", "--fields",
                      "name=x", "--limit", "2")
@@ -167,14 +172,25 @@ class Bad(ToolTest):
             (2, "'3x' is not an integer", "select", self.people, "--where", "id<3x"),
             (2, "does not fit", "select", self.people, "--where", "id<2147483648"),
             (2, "hexadecimal", "select", self.people, "--where", "raw=0"),
+            (2, "no number", "dump", self.people, "--limit", "-1"),
+            (3, r"a\\nb\\x1b: ", "info", self.folder / "a\nb\x1b"),
             (3, "missing.db: .*No such file", "info", locked),
             (3, "Is a directory", "check", self.folder),
         ]:
             self.expect(status, message, *arguments)
-        with open("/dev/full", "wb") as full:
-            result = subprocess.run([COMMAND, "dump", self.people], stdout=full,
-                                    stderr=subprocess.PIPE, check=False)
-        self.assertEqual((result.returncode, b"No space" in result.stderr), (3, True))
+
+    def test_streams_that_are_full_or_closed(self):
+        dump, check, missing = ["dump", self.people], ["check", self.people], ["info", "none.db"]
+        for status, command, streams in [
+            (3, dump, ">/dev/full"), (3, check, ">/dev/full"), (3, ["--help"], ">/dev/full"),
+            (0, check, "2>/dev/full"), (3, missing, "2>/dev/full"), (3, check, ">&-"),
+            (3, missing, ">&- 2>&-"), (3, ["info", "-"], "<&-"), (0, dump, "| true"),
+        ]:
+            with self.subTest(command=command, streams=streams):
+                line = f'"$@" {streams}; exit ${{PIPESTATUS[0]}}'
+                result = subprocess.run(["bash", "-c", line, "bash", COMMAND, *command],
+                                        capture_output=True, check=False)
+                self.assertEqual(result.returncode, status, result.stderr)
 
     def test_the_first_fault_is_named(self):
         sound = content([("a", INTEGER)], [[(0, number(5))]])

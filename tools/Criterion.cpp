@@ -56,7 +56,7 @@ std::string ReadInteger(const std::string& condition, const std::string& digits)
 
 std::string ReadBytes(const std::string& condition, std::string_view digits) {
     const std::optional<std::string> bytes =
-        BytesOfHex(digits.substr(BeginsWith(digits, "0x") * 2));
+        BytesOfHex(digits.substr(BeginsWith(digits, "0x") ? 2 : 0));
     if (!bytes) {
         Refuse(condition, fmt::format("'{}' is not bytes in hexadecimal", digits));
     }

@@ -27,6 +27,13 @@ bool CsvReader::ReadCell(CsvCell* cell) {
     return end == ',';
 }
 
+void CsvReader::Append(char byte, CsvCell* cell) const {
+    if (cell->text.size() == InputFile::kLongest) {
+        in_->Fail(line_, "a cell is longer than a database file can be (4 GiB)");
+    }
+    cell->text.push_back(byte);
+}
+
 // The cursor is left at what ends the cell.
 void CsvReader::ReadQuoted(CsvCell* cell) {
     const uint64_t line = in_->GetLine();
@@ -39,7 +46,7 @@ void CsvReader::ReadQuoted(CsvCell* cell) {
         if (byte == '"') {
             in_->Next();
         }
-        cell->text.push_back(static_cast<char>(byte));
+        Append(static_cast<char>(byte), cell);
     }
     const int end = in_->Peek();
     if (end != ',' && end != '\r' && end != '\n' && end != InputFile::kEnd) {
@@ -54,7 +61,7 @@ void CsvReader::ReadPlain(CsvCell* cell) {
         if (byte == '"') {
             in_->Fail(line_, "a quote stands inside a cell without quotes");
         }
-        cell->text.push_back(static_cast<char>(in_->Next()));
+        Append(static_cast<char>(in_->Next()), cell);
     }
 }
 

@@ -31,6 +31,7 @@ class CsvReader {
   private:
     bool ReadCell(CsvCell* cell);
     void ReadQuoted(CsvCell* cell);
+    void Append(char byte, CsvCell* cell) const;
     void ReadPlain(CsvCell* cell);
 
     InputFile* in_;

@@ -38,13 +38,8 @@ class CsvSource final : public RecordSource {
     std::vector<size_t> columns_;  // the field of each
 };
 
-// Shows no more of a cell than a line of a message can take.
-std::string Shorten(const std::string& text) {
-    std::string shown;
-    for (const char byte : text.substr(0, 40)) {
-        shown += byte >= ' ' && byte <= '~' ? byte : '?';
-    }
-    return '"' + shown + (text.size() > 40 ? "...\"" : "\"");
+std::string Quote(const std::string& text) {
+    return '"' + Shorten(text) + '"';
 }
 
 std::optional<std::string> BytesAfter0x(const CsvCell& cell) {
@@ -78,7 +73,7 @@ void CsvSource::ReadHeader() {
         const size_t field = FieldOfColumn(cell.text);
         for (const size_t other : columns_) {
             if (other == field) {
-                in_->Fail(GetLine(), fmt::format("column {} is there twice", Shorten(cell.text)));
+                in_->Fail(GetLine(), fmt::format("column {} is there twice", Quote(cell.text)));
             }
         }
         columns_.push_back(field);
@@ -91,12 +86,15 @@ size_t CsvSource::FieldOfColumn(const std::string& name) {
         return field;
     }
     if (!schema_->IsOpen()) {
-        in_->Fail(GetLine(), fmt::format("there is no field {}; the fields are {}", Shorten(name),
+        in_->Fail(GetLine(), fmt::format("there is no field {}; the fields are {}", Quote(name),
                                          schema_->ListNames()));
     }
     if (name.empty() || !IsUtf8(name) || name.find('\0') != std::string::npos) {
         in_->Fail(GetLine(),
-                  fmt::format("{} cannot name a field: a name is UTF-8, not empty", Shorten(name)));
+                  fmt::format("{} cannot name a field: a name is UTF-8, not empty", Quote(name)));
+    }
+    if (schema_->IsFull()) {
+        in_->Fail(GetLine(), ImportSchema::kTooMany);
     }
     return schema_->Add(name, VAMEL_TYPE_TEXT);
 }
@@ -147,20 +145,20 @@ std::string CsvSource::ConvertInteger(const CsvCell& cell, const ImportField& fi
     const char* end = cell.text.data() + cell.text.size();
     const auto parsed = std::from_chars(cell.text.data(), end, number);
     if (parsed.ptr != end || parsed.ec == std::errc::invalid_argument) {
-        Fail(field, Shorten(cell.text) + " is no integer");
+        Fail(field, Quote(cell.text) + " is no integer");
     }
     if (parsed.ec == std::errc::result_out_of_range) {
-        Fail(field, Shorten(cell.text) + " is outside -2147483648 to 2147483647");
+        Fail(field, Quote(cell.text) + " is outside -2147483648 to 2147483647");
     }
     return BytesOfInteger(number);
 }
 
 std::string CsvSource::ConvertText(const CsvCell& cell, const ImportField& field) {
     if (!IsUtf8(cell.text)) {
-        Fail(field, Shorten(cell.text) + " is not UTF-8");
+        Fail(field, Quote(cell.text) + " is not UTF-8");
     }
     if (cell.text.find('\0') != std::string::npos) {
-        Fail(field, Shorten(cell.text) + " holds a zero byte, which would end the text");
+        Fail(field, Quote(cell.text) + " holds a zero byte, which would end the text");
     }
     return cell.text + '\0';
 }
@@ -171,7 +169,7 @@ std::string CsvSource::ConvertBinary(const CsvCell& cell, const ImportField& fie
     }
     const auto bytes = BytesAfter0x({cell.text, false});
     if (!bytes) {
-        Fail(field, Shorten(cell.text) +
+        Fail(field, Quote(cell.text) +
                         " is no binary value: pairs of hexadecimal digits after "
                         "0x are expected");
     }

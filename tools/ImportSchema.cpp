@@ -67,6 +67,9 @@ void ImportSchema::AddOption(const std::string& option) {
     if (Find(field.name) != kNoField) {
         ThrowWrongUse(fmt::format("--field {}: the field is there twice", option));
     }
+    if (IsFull()) {
+        ThrowWrongUse(fmt::format("--field {}: {}", option, kTooMany));
+    }
     fields_.push_back(std::move(field));
 }
 

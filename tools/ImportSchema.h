@@ -34,6 +34,10 @@ class ImportSchema {
     void Close() { open_ = false; }
     bool HasUnique() const;
 
+    // Whether there are as many fields as a file can have, and what to say of one more.
+    bool IsFull() const { return fields_.size() >= kMostFieldsInFile; }
+    static constexpr const char* kTooMany = "more than 255 fields: no reader accepts such a file";
+
     // The position of a field, or kNoField.
     size_t Find(std::string_view name) const;
     // Adds a field, without flags, to an open schema. Its position.

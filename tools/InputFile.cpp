@@ -5,12 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "tools/ToolError.h"
-#include "tools/ValueText.h"
 
 namespace tool {
 
@@ -89,6 +87,9 @@ bool InputFile::ReadLine(std::string* line) {
                             : end_ - at_;
         line->append(reinterpret_cast<const char*>(from), count);
         at_ += count;
+        if (line->size() > kLongest) {
+            Fail(line_, "the line is longer than a database file can be (4 GiB)");
+        }
         if (stop != nullptr) {
             Next();
             break;
@@ -100,14 +101,8 @@ bool InputFile::ReadLine(std::string* line) {
     return true;
 }
 
-// A reason may quote what stands in the file, which is to be one line of text all the same.
 void InputFile::Fail(uint64_t line, const std::string& reason) const {
-    std::string shown = reason;
-    const bool is_text = IsUtf8(shown);
-    std::replace_if(
-        shown.begin(), shown.end(),
-        [is_text](char c) { return (c >= 0 && c < ' ') || (c < 0 && !is_text); }, '?');
-    throw ToolError(EXIT_WRONG_USE, fmt::format("{}: line {}: {}", name_, line, shown));
+    throw ToolError(EXIT_WRONG_USE, fmt::format("{}: line {}: {}", name_, line, reason));
 }
 
 }  // namespace tool

@@ -29,6 +29,9 @@ class InputFile {
         return byte;
     }
 
+    // What is longer than a database file can be is refused before memory runs out.
+    static constexpr uint64_t kLongest = UINT32_MAX;
+
     // The next line without its end; false where there is none.
     bool ReadLine(std::string* line);
 

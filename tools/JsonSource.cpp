@@ -29,6 +29,7 @@ class JsonSource final : public RecordSource {
     void TakeFieldList(const Object& object);
     void TakeField(const Object& entry);
     size_t AddField(const std::string& name, uint32_t type);
+    void Add(NewValue value, std::vector<NewValue>* values) const;
     NewValue Convert(const std::string& key, const Object& value);
     size_t FieldOf(const std::string& key, const Object& value);
     [[noreturn]] void Fail(const std::string& reason) const { in_->Fail(line_, reason); }
@@ -59,7 +60,10 @@ std::string ReasonOf(const nlohmann::json::exception& error) {
     std::string message = error.what();
     message.resize(std::min(message.size(), message.find("; last read")));
     const size_t column = message.find("column ");
-    return "no JSON: " + message.substr(column != std::string::npos ? column : 0);
+    const size_t name_end = message.find("] ");
+    return "no JSON: " + message.substr(column != std::string::npos     ? column
+                                        : name_end != std::string::npos ? name_end + 2
+                                                                        : 0);
 }
 
 // Fails for a key that stands twice in the record, of which the parser would keep one value; and
@@ -119,10 +123,19 @@ bool JsonSource::Read(std::vector<NewValue>* values) {
     begun_ = true;
     for (const auto& member : object.items()) {
         if (!member.value().is_null()) {
-            values->push_back(Convert(member.key(), member.value()));
+            Add(Convert(member.key(), member.value()), values);
         }
     }
     return true;
+}
+
+// Two keys may stand for one name.
+void JsonSource::Add(NewValue value, std::vector<NewValue>* values) const {
+    if (std::any_of(values->begin(), values->end(),
+                    [&](const NewValue& other) { return other.field == value.field; })) {
+        Fail("a name stands twice");
+    }
+    values->push_back(std::move(value));
 }
 
 // The fields of an open schema; they must agree with those of any other.
@@ -157,6 +170,9 @@ size_t JsonSource::AddField(const std::string& name, uint32_t type) {
     if (name.find('\0') != std::string::npos) {
         Fail("the name of a field holds U+0000");
     }
+    if (schema_->IsFull()) {
+        Fail(ImportSchema::kTooMany);
+    }
     return schema_->Add(name, type);
 }
 
@@ -165,7 +181,7 @@ NewValue JsonSource::Convert(const std::string& key, const Object& value) {
         const size_t field = FieldOf(key, value);
         return {field, ValueFromJson(nlohmann::json(value), schema_->GetFields()[field].type)};
     } catch (const std::invalid_argument& error) {
-        Fail(fmt::format("field {}: {}", key, error.what()));
+        Fail(fmt::format("field {}: {}", Shorten(key), error.what()));
     }
 }
 
@@ -176,7 +192,8 @@ size_t JsonSource::FieldOf(const std::string& key, const Object& value) {
         return field;
     }
     if (!schema_->IsOpen()) {
-        Fail(fmt::format("there is no field {}; the fields are {}", key, schema_->ListNames()));
+        Fail(fmt::format("there is no field {}; the fields are {}", Shorten(key),
+                         schema_->ListNames()));
     }
     return AddField(name, TypeOf(value));
 }

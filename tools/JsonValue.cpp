@@ -28,13 +28,19 @@ void AppendEscape(fmt::memory_buffer& out, char c) {
     }
 }
 
-bool NeedsEscape(char c) {
-    return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\';
+// How many bytes at the beginning of the text need an escape. Control characters all do: what is
+// printed may go to a terminal. U+0080 to U+009F are C2 80 to C2 9F.
+size_t CountEscaped(std::string_view text) {
+    const auto c = static_cast<unsigned char>(text[0]);
+    if (c == 0xc2) {
+        return static_cast<unsigned char>(text[1]) < 0xa0 ? 2 : 0;
+    }
+    return c < 0x20 || c == 0x7f || c == '"' || c == '\\' ? 1 : 0;
 }
 
 [[noreturn]] void Refuse(const char* expected, const nlohmann::json& value) {
     throw std::invalid_argument(fmt::format("{} is expected, not {} {}", expected,
-                                            value.is_object() ? "an" : "a", value.type_name()));
+                                            value.is_structured() ? "an" : "a", value.type_name()));
 }
 
 std::string BytesOfObject(const nlohmann::json& value) {
@@ -81,10 +87,11 @@ void AppendJsonString(fmt::memory_buffer& out, std::string_view text) {
     out.push_back('"');
     size_t done = 0;
     for (size_t i = 0; i < text.size(); ++i) {
-        if (NeedsEscape(text[i])) {
+        if (const size_t count = CountEscaped(text.substr(i))) {
             Append(out, text.substr(done, i - done));
+            done = i + count;
+            i = done - 1;
             AppendEscape(out, text[i]);
-            done = i + 1;
         }
     }
     Append(out, text.substr(done));

@@ -3,9 +3,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "tools/ToolError.h"
+#include "tools/ValueText.h"
 
 namespace tool {
 
@@ -28,6 +30,18 @@ void Output::Flush() {
         }
     }
     buffer_.clear();
+}
+
+void Tell(std::string_view line) {
+    const std::string shown = Visible(line) + '\n';
+    std::fwrite(shown.data(), 1, shown.size(), stderr);
+}
+
+void Say(std::string_view line) {
+    Output out;
+    Append(out.GetBuffer(), Visible(line));
+    out.GetBuffer().push_back('\n');
+    out.Flush();
 }
 
 }  // namespace tool

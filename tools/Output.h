@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <string>
+#include <string_view>
 
 namespace tool {
 
@@ -38,6 +39,13 @@ class Output {
     std::string name_;
     bool closed_ = false;
 };
+
+// One line on standard error, for people: what would move a terminal's cursor is shown escaped. A
+// standard error that cannot be written loses the line, and nothing else.
+void Tell(std::string_view line);
+
+// One line on standard output, likewise escaped. Throws as Output does.
+void Say(std::string_view line);
 
 }  // namespace tool
 

@@ -39,7 +39,7 @@ void Progress::Look(uint64_t done, uint64_t records) {
     last_ = now;
     drawn_ = true;
     const double seconds = std::chrono::duration<double>(now - begun_).count();
-    fmt::print(stderr, "\r{}\033[K", Describe(done, records, seconds));
+    std::fputs(fmt::format("\r{}\033[K", Describe(done, records, seconds)).c_str(), stderr);
     std::fflush(stderr);
 }
 

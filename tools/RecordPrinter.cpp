@@ -1,5 +1,7 @@
 #include "tools/RecordPrinter.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "tools/Columns.h"
@@ -23,6 +25,13 @@ void SetCell(std::string* cell, uint32_t type, std::optional<std::string_view> b
     }
 }
 
+// The reason, or nothing: a sign would be taken for a number beyond all.
+std::string RefuseLimit(const std::string& limit) {
+    const bool counts =
+        !limit.empty() && limit.find_first_not_of("0123456789") == std::string::npos;
+    return counts ? "" : fmt::format("'{}' is no number of records", limit);
+}
+
 }  // namespace
 
 void PrintOptions::AddTo(CLI::App* sub) {
@@ -32,12 +41,17 @@ void PrintOptions::AddTo(CLI::App* sub) {
     sub->add_option("--fields", fields, "Print only these fields: NAME[,NAME...]")
         ->allow_extra_args(false)
         ->type_name("NAMES");
-    sub->add_option("--limit", limit, "Print at most so many records")->type_name("N");
+    sub->add_option("--limit", limit, "Print at most so many records")
+        ->check(CLI::Validator(RefuseLimit, ""))
+        ->type_name("N");
     sub->add_flag("--schema", schema, "Begin JSON lines with a line that lists the fields");
 }
 
 RecordPrinter::RecordPrinter(const TableFile& file, const PrintOptions& options)
-    : file_(file), options_(options), is_chosen_(file.GetFields().size()) {
+    : file_(file),
+      options_(options),
+      is_chosen_(file.GetFields().size()),
+      out_(STDOUT_FILENO, options.output) {
     ChooseFields();
     cells_.resize(chosen_.size());
     for (const size_t field : chosen_) {
@@ -124,8 +138,8 @@ void RecordPrinter::PrintTable(RecordSequence* records) {
 
 void RecordPrinter::Report(size_t shown) const {
     if (shown < chosen_.size()) {
-        fmt::print(stderr, "vamel: {} more fields do not fit; choose with --fields\n",
-                   chosen_.size() - shown);
+        Tell(fmt::format("vamel: {} more fields do not fit; choose with --fields",
+                         chosen_.size() - shown));
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,12 +22,25 @@ class RecordSequence {
     virtual bool Next(Record* record) = 0;  // false behind the last one
 };
 
+// All records of a file.
+class AllRecords : public RecordSequence {
+  public:
+    explicit AllRecords(const TableFile& file) : file_(file) {}
+    void Rewind() override { reader_.emplace(file_); }
+    bool Next(Record* record) override { return reader_->Next(record); }
+
+  private:
+    const TableFile& file_;
+    std::optional<RecordReader> reader_;
+};
+
 // What the command line says about printing.
 struct PrintOptions {
     std::string format = "table";
     std::vector<std::string> fields;  // empty: all
     uint64_t limit = UINT64_MAX;
     bool schema = false;
+    std::string output = "standard output";  // what messages call it
 
     void AddTo(CLI::App* sub);
 };

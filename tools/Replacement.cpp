@@ -59,6 +59,8 @@ void HandleSignals() {
     }
 }
 
+constexpr size_t kMostOfName = NAME_MAX - sizeof "..XXXXXX";
+
 std::string FolderOf(const std::string& path) {
     const size_t slash = path.rfind('/');
     return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
@@ -112,6 +114,17 @@ Replacement::Replacement(const std::string& path) : shown_(path), path_(Resolve(
     }
 }
 
+void Replacement::RequireOther(const std::string& source) const {
+    struct stat status;
+    const int failed = source == "-" ? fstat(STDIN_FILENO, &status) : stat(source.c_str(), &status);
+    if (failed == 0 && old_ && status.st_dev == old_->st_dev && status.st_ino == old_->st_ino) {
+        throw ToolError(EXIT_WRONG_USE,
+                        fmt::format("{}: is the same file as {}, which would be lost; name another "
+                                    "one",
+                                    shown_, source == "-" ? "standard input" : source));
+    }
+}
+
 Replacement::~Replacement() {
     if (descriptor_ >= 0) {
         close(descriptor_);
@@ -132,7 +145,8 @@ int Replacement::Open() {
     if (descriptor_ >= 0) {
         return descriptor_;
     }
-    std::string name = FolderOf(path_) + "." + NameOf(path_) + ".XXXXXX";
+    // A name may be as long as names can be: there is room for no more.
+    std::string name = FolderOf(path_) + "." + NameOf(path_).substr(0, kMostOfName) + ".XXXXXX";
     const SignalPause pause;
     if (name.size() >= sizeof g_doomed) {
         errno = ENAMETOOLONG;

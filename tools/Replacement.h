@@ -30,6 +30,10 @@ class Replacement {
     Replacement& operator=(const Replacement&) = delete;
     ~Replacement();
 
+    // Refuses, as wrong use, to replace the file that the new one is made from: it would be lost.
+    // "-" is standard input.
+    void RequireOther(const std::string& source) const;
+
     bool HasOldFile() const { return old_.has_value(); }
     const std::string& GetPath() const { return path_; }  // behind symbolic links
 

@@ -182,4 +182,16 @@ std::string Visible(std::string_view text) {
     return safe;
 }
 
+std::string Shorten(std::string_view text) {
+    constexpr size_t kMost = 40;
+    if (text.size() <= kMost) {
+        return Visible(text);
+    }
+    size_t count = kMost;
+    while (count > kMost - 3 && (text[count] & 0xc0) == 0x80) {
+        --count;  // not within a character
+    }
+    return Visible(text.substr(0, count)) + "...";
+}
+
 }  // namespace tool

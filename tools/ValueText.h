@@ -22,6 +22,8 @@ bool IsUtf8(std::string_view text);
 std::string Visible(std::string_view text);
 // Whether that is surely the text itself.
 bool IsVisible(std::string_view text);
+// The beginning of the text, as visible, that a line of a message can take.
+std::string Shorten(std::string_view text);
 
 // Whether the value is what hosts normally store in a field of that type: four bytes; UTF-8 that
 // holds one zero byte, at its end; anything for binary. A field of any other type is binary.

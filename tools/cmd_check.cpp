@@ -4,6 +4,7 @@
 
 #include "tools/Commands.h"
 #include "tools/FileCheck.h"
+#include "tools/Output.h"
 #include "tools/TableFile.h"
 
 namespace tool {
@@ -24,11 +25,11 @@ int Check(const Options& options) {
     }
     const FileCheck check(file, unique);
     for (const std::string& warning : check.GetWarnings()) {
-        fmt::print(stderr, "vamel: {}: warning: {}\n", file.GetName(), warning);
+        Tell(fmt::format("vamel: {}: warning: {}", file.GetName(), warning));
     }
-    fmt::print("{}: sound: {} records, {} fields, {} bytes, {} warnings\n", file.GetName(),
-               file.GetRecordCount(), file.GetFields().size(), file.GetFileSize(),
-               check.GetWarnings().size());
+    Say(fmt::format("{}: sound: {} records, {} fields, {} bytes, {} warnings", file.GetName(),
+                    file.GetRecordCount(), file.GetFields().size(), file.GetFileSize(),
+                    check.GetWarnings().size()));
     return options.strict && !check.GetWarnings().empty() ? EXIT_DIFFERS : EXIT_DONE;
 }
 

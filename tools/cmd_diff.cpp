@@ -196,10 +196,15 @@ void Comparison::CompareInOrder() {
     }
 }
 
+// Numbers, in their order, stand behind what is no number though the field holds integers.
 bool Comparison::IsLess(const Keyed& a, const Keyed& b) const {
-    const bool numbers = a.key && b.key && key_.type == VAMEL_TYPE_INTEGER && a.key->size() == 4 &&
-                         b.key->size() == 4;
-    return numbers ? IntegerOf(*a.key) < IntegerOf(*b.key) : a.key < b.key;
+    const auto is_number = [this](const Keyed& keyed) {
+        return keyed.key && key_.type == VAMEL_TYPE_INTEGER && keyed.key->size() == 4;
+    };
+    if (is_number(a) != is_number(b)) {
+        return is_number(b);
+    }
+    return is_number(a) ? IntegerOf(*a.key) < IntegerOf(*b.key) : a.key < b.key;
 }
 
 // Records without a key stand first; records of the same key keep their order.
@@ -265,6 +270,13 @@ void Comparison::CompareByKey(const std::string& key) {
     }
 }
 
+int Diff(const DiffOptions& options) {
+    if (options.a == "-" && options.b == "-") {
+        throw ToolError(EXIT_WRONG_USE, "standard input can be only one of the two files");
+    }
+    return Comparison(options).Run(options);
+}
+
 }  // namespace
 
 void AddDiff(CLI::App& app, Action& action) {
@@ -281,8 +293,7 @@ void AddDiff(CLI::App& app, Action& action) {
         "- is what A has, + what B has. Values of fields that only one file has are not "
         "compared. Exit status 1 if anything differs.\nExample:\n  vamel diff old.db new.db --key "
         "id");
-    sub->callback(
-        [options, &action] { action = [options] { return Comparison(*options).Run(*options); }; });
+    sub->callback([options, &action] { action = [options] { return Diff(*options); }; });
 }
 
 }  // namespace tool

@@ -1,5 +1,4 @@
 #include <memory>
-#include <optional>
 
 #include "tools/Commands.h"
 #include "tools/RecordPrinter.h"
@@ -12,18 +11,6 @@ namespace {
 struct Options {
     std::string path;
     PrintOptions print;
-};
-
-// All records of a file.
-class AllRecords : public RecordSequence {
-  public:
-    explicit AllRecords(const TableFile& file) : file_(file) {}
-    void Rewind() override { reader_.emplace(file_); }
-    bool Next(Record* record) override { return reader_->Next(record); }
-
-  private:
-    const TableFile& file_;
-    std::optional<RecordReader> reader_;
 };
 
 // A damaged file is found out before anything is printed.

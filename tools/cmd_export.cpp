@@ -29,17 +29,6 @@ struct ExportOptions {
     std::vector<std::string> indexed;
 };
 
-class AllRecords : public RecordSequence {
-  public:
-    explicit AllRecords(const TableFile& file) : file_(file) {}
-    void Rewind() override { reader_.emplace(file_); }
-    bool Next(Record* record) override { return reader_->Next(record); }
-
-  private:
-    const TableFile& file_;
-    std::optional<RecordReader> reader_;
-};
-
 // The name of the file without folder and ending.
 std::string TableNameOf(const std::string& path) {
     if (path == "-") {
@@ -50,8 +39,12 @@ std::string TableNameOf(const std::string& path) {
     return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
+std::string NameOfTarget(const ExportOptions& options) {
+    return options.output == "-" ? "standard output" : options.output;
+}
+
 void Note(const TableFile& file, const std::string& text) {
-    fmt::print(stderr, "vamel: {}: {}\n", file.GetName(), text);
+    Tell(fmt::format("vamel: {}: {}", file.GetName(), text));
 }
 
 void NoteOddValues(const TableFile& file, const SqlTable& table, const SqlScript& script) {
@@ -66,8 +59,8 @@ void NoteOddValues(const TableFile& file, const SqlTable& table, const SqlScript
     }
 }
 
-void WriteScript(const TableFile& file, const SqlScript& script) {
-    Output out;
+void WriteScript(const TableFile& file, const SqlScript& script, const std::string& target) {
+    Output out(STDOUT_FILENO, target);
     Progress progress("exporting", file.GetRecordCount());
     Record record;
     script.AppendBegin(out.GetBuffer());
@@ -97,7 +90,7 @@ void ExportSql(const TableFile& file, const ExportOptions& options) {
         Note(file, note);
     }
     NoteOddValues(file, table, *script);
-    WriteScript(file, *script);
+    WriteScript(file, *script, NameOfTarget(options));
 }
 
 void ExportRecords(const TableFile& file, const ExportOptions& options) {
@@ -107,6 +100,7 @@ void ExportRecords(const TableFile& file, const ExportOptions& options) {
     }
     PrintOptions print;
     print.format = options.to;
+    print.output = NameOfTarget(options);
     print.schema = options.to == "jsonl";
     AllRecords records(file);
     RecordPrinter(file, print).Print(&records);
@@ -126,6 +120,7 @@ int Export(const ExportOptions& options) {
     std::optional<Replacement> target;
     if (options.output != "-") {
         target.emplace(options.output);
+        target->RequireOther(options.path);
         Redirect(&*target);
     }
     if (options.to == "csv" || options.to == "jsonl") {

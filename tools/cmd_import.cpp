@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "tools/Commands.h"
+#include "tools/Output.h"
 #include "tools/Progress.h"
 #include "tools/RecordSource.h"
 #include "tools/Replacement.h"
@@ -66,6 +67,7 @@ int Importing::Run() {
                         "a database cannot be written to standard output: it is "
                         "written beside the file and then put into its place");
     }
+    target_.RequireOther(options_.input);
     if (target_.HasOldFile()) {
         CopyOldRecords(TableFile(options_.path));
     }
@@ -96,8 +98,12 @@ void Importing::CopyOldRecords(const TableFile& old) {
     MakeGuard();
     std::vector<NewValue> values;
     Record record;
-    for (RecordReader reader(old); reader.Next(&record);) {
+    RecordReader reader(old);
+    while (reader.Next(&record)) {
         values.clear();
+        if (record.HasRepeats()) {
+            refuse(fmt::format("record {} holds two values of one field", reader.GetDone()));
+        }
         for (const StoredValue& value : record.GetValues()) {
             if (value.field == kNoField) {
                 refuse(fmt::format("record {} holds a value that no field describes",
@@ -107,6 +113,9 @@ void Importing::CopyOldRecords(const TableFile& old) {
         }
         ++old_records_;
         Add(values, old_records_);
+    }
+    if (reader.GetOffset() != old.GetContentSize()) {
+        refuse("bytes follow the last record");
     }
 }
 
@@ -168,9 +177,10 @@ void Importing::FailTaken(size_t field, uint64_t line, uint64_t holder) const {
 int Importing::Finish() {
     const uint32_t added = writer_.GetRecordCount() - old_records_;
     if (added == 0) {
-        fmt::print(stderr, "vamel: {}: no record to add; {}\n", options_.path,
-                   target_.HasOldFile() ? "the file is as it was"
-                                        : "a table without records has no file, so none was made");
+        Tell(fmt::format("vamel: {}: no record to add; {}", options_.path,
+                         target_.HasOldFile()
+                             ? "the file is as it was"
+                             : "a table without records has no file, so none was made"));
         return EXIT_DONE;
     }
     for (const ImportField& field : schema_.GetFields()) {
@@ -179,8 +189,8 @@ int Importing::Finish() {
     writer_.Finish();
     target_.Write(writer_.GetBytes().data(), writer_.GetBytes().size());
     target_.Commit();
-    fmt::print("{}: {} {} added, {} in all\n", options_.path, added,
-               added == 1 ? "record" : "records", writer_.GetRecordCount());
+    Say(fmt::format("{}: {} {} added, {} in all", options_.path, added,
+                    added == 1 ? "record" : "records", writer_.GetRecordCount()));
     return EXIT_DONE;
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "tools/Commands.h"
+#include "tools/Output.h"
 #include "tools/ReadWhole.h"
 #include "tools/Replacement.h"
 #include "tools/TableFile.h"
@@ -27,12 +28,11 @@ uint32_t CheckAll(const std::string& path) {
     return reader.GetDone();
 }
 
-void RefuseItself(const Replacement& target, const std::string& backup) {
-    struct stat of_target;
-    struct stat of_backup;
-    if (stat(target.GetPath().c_str(), &of_target) == 0 && stat(backup.c_str(), &of_backup) == 0 &&
-        of_target.st_dev == of_backup.st_dev && of_target.st_ino == of_backup.st_ino) {
-        throw ToolError(EXIT_WRONG_USE, backup + ": is the file to be restored itself");
+// It is read more than once.
+void RequireRegular(const std::string& backup) {
+    struct stat status;
+    if (stat(backup.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        throw ToolError(EXIT_FILE_TROUBLE, backup + ": is no regular file");
     }
 }
 
@@ -49,13 +49,14 @@ int Restore(const RestoreOptions& options) {
         throw ToolError(EXIT_WRONG_USE, "restore takes files, not standard input or output");
     }
     Replacement target(options.path);
-    RefuseItself(target, options.backup);
+    target.RequireOther(options.backup);
+    RequireRegular(options.backup);
     const uint32_t records = CheckAll(options.backup);
     CopyInto(&target, options.backup);
     const std::string kept = target.Commit(Replacement::KEEP_OLD);
-    fmt::print("{}: restored from {}, {} records\n", options.path, options.backup, records);
+    Say(fmt::format("{}: restored from {}, {} records", options.path, options.backup, records));
     if (!kept.empty()) {
-        fmt::print("{}: the file as it was before\n", kept);
+        Say(fmt::format("{}: the file as it was before", kept));
     }
     return EXIT_DONE;
 }

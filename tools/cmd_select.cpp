@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "tools/Commands.h"
+#include "tools/Output.h"
 #include "tools/RecordPrinter.h"
 #include "tools/Selection.h"
 #include "tools/TableFile.h"
@@ -33,7 +34,7 @@ int Select(const Options& options) {
     Selection selection(file, criteria, indexed);
     for (const std::string& step : selection.Search()) {
         if (options.explain) {
-            fmt::print(stderr, "{}\n", step);
+            Tell(step);
         }
     }
     printer.Print(&selection);

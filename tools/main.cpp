@@ -1,13 +1,16 @@
 // The vamel command: looks inside a database file, fills it, checks it, moves it on.
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <clocale>
 #include <csignal>
-#include <cstdio>
 #include <exception>
+#include <iostream>
 #include <new>
 
 #include "tools/Commands.h"
+#include "tools/Output.h"
 #include "tools/ToolError.h"
 #include "vamel/vamel.h"
 
@@ -27,7 +30,7 @@ void AddCommands(CLI::App& app, Action& action) {
 }
 
 int Complain(int status, const std::string& message) {
-    fmt::print(stderr, "vamel: {}\n", message);
+    tool::Tell("vamel: " + message);
     return status;
 }
 
@@ -37,7 +40,10 @@ int ReadCommandLine(CLI::App& app, int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
-            return app.exit(error);
+            app.exit(error);
+            return std::cout.flush()
+                       ? tool::EXIT_DONE
+                       : Complain(tool::EXIT_FILE_TROUBLE, "standard output: cannot be written");
         }
         return Complain(tool::EXIT_WRONG_USE, fmt::format("{}; try --help", error.what()));
     }
@@ -57,9 +63,20 @@ int Run(int argc, char** argv) {
     return action ? action() : status;
 }
 
+// A standard stream that whoever started the program has closed must not become the next file that
+// is opened: messages would go into it. What stands in for it fails as a closed one does.
+void OccupyStandardStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) < 0) {
+            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // the lowest one free
+        }
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    OccupyStandardStreams();
     std::setlocale(LC_CTYPE, "C.UTF-8");  // how wide characters are; text is UTF-8 anyway
     std::signal(SIGPIPE, SIG_IGN);
     try {

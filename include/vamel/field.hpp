@@ -97,9 +97,11 @@ namespace detail {
 
 // Kept apart from the calls that succeed.
 #if defined(__GNUC__)
-__attribute__((cold, noinline))
+[[gnu::cold, gnu::noinline, noreturn]]
+#else
+[[noreturn]]
 #endif
-[[noreturn]] inline void
+inline void
 fail(int32_t result, const char* call) {
     throw error(result, call);
 }

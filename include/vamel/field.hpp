@@ -95,14 +95,7 @@ class bytes_view {
 
 namespace detail {
 
-// Kept apart from the calls that succeed.
-#if defined(__GNUC__)
-[[gnu::cold, gnu::noinline, noreturn]]
-#else
-[[noreturn]]
-#endif
-inline void
-fail(int32_t result, const char* call) {
+[[noreturn]] inline void fail(int32_t result, const char* call) {
     throw error(result, call);
 }
 

@@ -57,7 +57,7 @@ TEST(CCBufferTest, GrowthAndThrownCodes) {
 
 // Keys and contents of lengths at which words begin, end and wrap.
 TEST(CCBufferTest, EveryByteIsXoredWithTheKeyAndTheCipherByteBeforeIt) {
-    for (const size_t length : {0, 1, 5, 7, 8, 9, 26, 63, 64, 65, 100}) {
+    for (const size_t length : {0U, 1U, 5U, 7U, 8U, 9U, 26U, 63U, 64U, 65U, 100U}) {
         for (uint32_t count = 1; count < 300; count += count < 80 ? 1 : 73) {
             std::string key, plain, cipher;
             for (size_t i = 0; i < length; ++i) {

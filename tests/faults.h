@@ -17,7 +17,7 @@ struct Faults {
     size_t length = 0;                    // of a text, instead of the true one
     std::string_view hit = "";            // the first function that failed
     int strikes = 0;
-    size_t largest = 0;                   // block asked for while armed
+    size_t largest = 0;  // block asked for while armed
 
     bool Strike(Kind which, std::string_view function, size_t size = 0) {
         largest = armed && size > largest ? size : largest;

@@ -203,7 +203,8 @@ class Export(Case):
                 with self.assertRaises(AssertionError):
                     answer(insert)
         self.run_tool("export", self.path("odd.db"), "--to", "sqlite", "--unique", "x", status=2)
-        self.run_tool("export", self.path("odd.db"), "--to", "csv", "--unique", "id", status=2)
+        for option in "--unique", "--index", "--table", "--sequence":
+            self.run_tool("export", self.path("odd.db"), "--to", "csv", option, "id", status=2)
 
     def test_csv_comes_back(self):
         fields, records = [("n", INTEGER), ("t", TEXT), ("b", BINARY)], [

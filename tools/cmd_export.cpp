@@ -24,7 +24,7 @@ struct ExportOptions {
     std::string to;
     std::string output = "-";
     std::string table;
-    std::string sequence = "seq";
+    std::string sequence;
     std::vector<std::string> unique;
     std::vector<std::string> indexed;
 };
@@ -77,7 +77,7 @@ void ExportSql(const TableFile& file, const ExportOptions& options) {
     const SqlEngine engine = options.to == "sqlite" ? SqlEngine::SQLITE : SqlEngine::POSTGRES;
     std::vector<std::string> notes;
     SqlTable table(file, engine, options.table.empty() ? TableNameOf(options.path) : options.table,
-                   options.sequence, &notes);
+                   options.sequence.empty() ? "seq" : options.sequence, &notes);
     for (const std::string& name : options.unique) {
         table.columns[file.GetField(name)].unique = true;
     }
@@ -94,9 +94,13 @@ void ExportSql(const TableFile& file, const ExportOptions& options) {
 }
 
 void ExportRecords(const TableFile& file, const ExportOptions& options) {
-    if (!options.unique.empty() || !options.indexed.empty()) {
-        throw ToolError(EXIT_WRONG_USE,
-                        fmt::format("--unique and --index mean nothing in {}", options.to));
+    if (!options.unique.empty() || !options.indexed.empty() || !options.table.empty() ||
+        !options.sequence.empty()) {
+        throw ToolError(
+            EXIT_WRONG_USE,
+            fmt::format(
+                "--table, --sequence, --unique and --index mean nothing in {}: leave them out",
+                options.to));
     }
     PrintOptions print;
     print.format = options.to;

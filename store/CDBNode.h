@@ -56,7 +56,7 @@ class CDBNode final {
 
     // Starts to fetch a record's first bytes from memory, which goes on while other work is done.
     // Null, and what is no record, does no harm.
-    static constexpr size_t kFewValues = 192;
+    static constexpr size_t kFewValues = 256;
     static constexpr size_t kAllValues = 320;  // of most records
     static void Fetch(const void* record, size_t bytes = kFewValues) { Prefetch(record, bytes); }
 

@@ -69,7 +69,7 @@ class CDBRecordList {
         }
 
       private:
-        static constexpr ptrdiff_t kAhead = 12;  // 8 to 16 do equally well
+        static constexpr ptrdiff_t kAhead = 20;  // 12 to 32 do about equally well
         const Entry* at_;
         const Entry* end_;
     };

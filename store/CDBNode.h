@@ -56,8 +56,8 @@ class CDBNode final {
 
     // Starts to fetch a record's first bytes from memory, which goes on while other work is done.
     // Null, and what is no record, does no harm.
-    static constexpr size_t kFewValues = 256;
-    static constexpr size_t kAllValues = 320;  // of most records
+    static constexpr size_t kFewValues = 256;  // bytes with the first values, however they lie
+    static constexpr size_t kAllValues = 320;  // bytes with all values of most records
     static void Fetch(const void* record, size_t bytes = kFewValues) { Prefetch(record, bytes); }
 
     // The value for the field, or null.

@@ -64,11 +64,11 @@ class CDBTable {
     // it; the record is then the caller's. The count falls whether it was linked or not. ENGINE_OK.
     int32_t ReleaseNode(CDBNode* record, const CDBCursor* caller = nullptr);
 
-    // Put the record out of the table that CloneNode would make of it with these values, and link
-    // that in its stead, as PutNodeValue, InsertNode and ReleaseNode would, one after the other; a
-    // record with room for the values is changed where it is. The caller's cursor is seen to, as
-    // every other. ENGINE_OK, and the old record is gone; ENGINE_NO_FIELD, ENGINE_DUPLICATE or
-    // ENGINE_MEMORY and nothing changed.
+    // Replace a linked record by a copy of it with these values, which becomes the last record and
+    // is in no result set. A record that has room for the values is itself that copy; else it is
+    // destroyed: use its pointer no more. The old record is taken out of the caller's cursor, which
+    // moves as CDBCursor::ReleaseFromCache says, and out of all others. ENGINE_OK; ENGINE_NO_FIELD,
+    // ENGINE_DUPLICATE or ENGINE_MEMORY, and nothing changed.
     int32_t UpdateNode(CDBNode* record, const std::vector<DATASTRUCT*>& values, CDBCursor* caller);
 
     // Destroy a record that is not linked in; nothing for null. ENGINE_OK.

